@@ -1,0 +1,14 @@
+// The process heap, unadorned: no header, no zeroing, no tracking.
+#include "frame/memory.h"
+
+#include <cstdlib>
+
+namespace kx::frame {
+
+void *AllocMem(uint32_t size) { return std::malloc(size); }
+
+void *ReAllocMem(void *block, uint32_t size) { return std::realloc(block, size); }
+
+void FreeMem(void *block) { std::free(block); }
+
+}  // namespace kx::frame

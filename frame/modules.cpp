@@ -1,0 +1,28 @@
+// The attach order of the library's modules. Detach runs in exact reverse.
+// A module that is not part of this build is simply absent from the chain.
+#include "frame/modules.h"
+
+#include "config/registry_file.h"
+
+namespace kx::frame {
+
+namespace {
+
+constexpr ModuleStep kSteps[] = {
+    // 1. Product registry: chooses the registry file.
+    {"product registry", &config::RegistryAttach, &config::RegistryDetach},
+    // 2. Install paths.
+    // 3. Network addresses.
+    // 4. IPC layer.
+    // 5. Critical sections.
+    // 6. Event log.
+    // 7. Formatted output: the formatter's mutex.
+    // 8. Function-table libraries.
+    // 9. CRC-32 table.
+};
+
+}  // namespace
+
+std::span<const ModuleStep> ModuleChain() { return kSteps; }
+
+}  // namespace kx::frame

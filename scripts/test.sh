@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# The project's test command: the whole CTest suite in a normal build and in an
+# AddressSanitizer + UndefinedBehaviorSanitizer build, the export-surface
+# check, and a short smoke run of every fuzz target.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/setup.sh
+jobs=$(nproc)
+
+echo "== normal build"
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build build -j"$jobs"
+ctest --test-dir build --output-on-failure -j"$jobs" --no-tests=error
+
+echo "== export surface"
+scripts/check-exports.sh build/libkxsupt.so.9
+
+echo "== sanitizer build (address, undefined)"
+cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKXSUPT_SANITIZE=ON \
+  -DKXSUPT_BENCH=OFF >/dev/null
+cmake --build build-asan -j"$jobs"
+ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
+  ctest --test-dir build-asan --output-on-failure -j"$jobs" --no-tests=error
+
+if compgen -G "fuzz/*.cpp" >/dev/null; then
+  echo "== fuzz smoke run"
+  CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DKXSUPT_FUZZ=ON -DKXSUPT_FUZZ_SECONDS="${KXSUPT_FUZZ_SECONDS:-10}" >/dev/null
+  cmake --build build-fuzz -j"$jobs"
+  ctest --test-dir build-fuzz --output-on-failure -j"$jobs" --no-tests=error
+fi
