@@ -16,7 +16,9 @@ std::string &ChosenFile() {
   return chosen;
 }
 
-bool Exists(const char *path) { return access(path, F_OK) == 0; }
+bool Exists(const char *path) {
+  return access(path, F_OK) == 0;
+}
 
 }  // namespace
 
@@ -38,8 +40,12 @@ int RegistryAttach() {
   return 1;
 }
 
-void RegistryDetach() { ChosenFile().clear(); }
+void RegistryDetach() {
+  ChosenFile().clear();
+}
 
-const std::string &RegistryFile() { return ChosenFile(); }
+const std::string &RegistryFile() {
+  return ChosenFile();
+}
 
 }  // namespace kx::config

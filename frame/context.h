@@ -7,7 +7,9 @@
 
 namespace kx::frame {
 
-inline uint32_t CurrentExportContext() { return 0; }
+inline uint32_t CurrentExportContext() {
+  return 0;
+}
 inline void EnterExportContext(void *) {}
 inline void LeaveExportContext() {}
 

@@ -59,8 +59,12 @@ Lifecycle &Library() {
 
 namespace {
 
-__attribute__((constructor)) void LibraryLoad() { Library().Load(); }
-__attribute__((destructor)) void LibraryUnload() { Library().Unload(); }
+__attribute__((constructor)) void LibraryLoad() {
+  Library().Load();
+}
+__attribute__((destructor)) void LibraryUnload() {
+  Library().Unload();
+}
 
 }  // namespace
 

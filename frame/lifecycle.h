@@ -53,6 +53,8 @@ class Lifecycle {
 Lifecycle &Library();
 
 // The library-wide unloading flag, read by waiting threads without a lock.
-inline bool Unloading() { return Library().unloading() != 0; }
+inline bool Unloading() {
+  return Library().unloading() != 0;
+}
 
 }  // namespace kx::frame

@@ -5,10 +5,16 @@
 
 namespace kx::frame {
 
-void *AllocMem(uint32_t size) { return std::malloc(size); }
+void *AllocMem(uint32_t size) {
+  return std::malloc(size);
+}
 
-void *ReAllocMem(void *block, uint32_t size) { return std::realloc(block, size); }
+void *ReAllocMem(void *block, uint32_t size) {
+  return std::realloc(block, size);
+}
 
-void FreeMem(void *block) { std::free(block); }
+void FreeMem(void *block) {
+  std::free(block);
+}
 
 }  // namespace kx::frame

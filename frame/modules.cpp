@@ -23,6 +23,8 @@ constexpr ModuleStep kSteps[] = {
 
 }  // namespace
 
-std::span<const ModuleStep> ModuleChain() { return kSteps; }
+std::span<const ModuleStep> ModuleChain() {
+  return kSteps;
+}
 
 }  // namespace kx::frame

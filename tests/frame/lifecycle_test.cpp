@@ -27,10 +27,10 @@ void FakeDetach() {
 }
 
 constexpr kx::frame::ModuleStep kFakeChain[] = {
-    {"one", &FakeAttach<1>, &FakeDetach<1>},       {"two", &FakeAttach<2>, &FakeDetach<2>},
-    {"three", &FakeAttach<3>, &FakeDetach<3>},     {"four", &FakeAttach<4>, &FakeDetach<4>},
-    {"five", &FakeAttach<5>, &FakeDetach<5>},      {"six", &FakeAttach<6>, &FakeDetach<6>},
-    {"seven", &FakeAttach<7>, &FakeDetach<7>},     {"eight", &FakeAttach<8>, &FakeDetach<8>},
+    {"one", &FakeAttach<1>, &FakeDetach<1>},   {"two", &FakeAttach<2>, &FakeDetach<2>},
+    {"three", &FakeAttach<3>, &FakeDetach<3>}, {"four", &FakeAttach<4>, &FakeDetach<4>},
+    {"five", &FakeAttach<5>, &FakeDetach<5>},  {"six", &FakeAttach<6>, &FakeDetach<6>},
+    {"seven", &FakeAttach<7>, &FakeDetach<7>}, {"eight", &FakeAttach<8>, &FakeDetach<8>},
     {"nine", &FakeAttach<9>, &FakeDetach<9>},
 };
 

@@ -50,8 +50,8 @@ TEST(RegistryFile, override_names_the_only_candidate) {
 TEST(RegistryFile, empty_override_falls_back_to_system_locations) {
   setenv("KXSUPT_REGISTRY_FILE", "", 1);
   auto chosen = kx::config::ChooseRegistryFile();
-  bool system_present = access("/etc/vqreg.cfg", F_OK) == 0 ||
-                        access("/usr/lib/ext/quor/vqreg.cfg", F_OK) == 0;
+  bool system_present =
+      access("/etc/vqreg.cfg", F_OK) == 0 || access("/usr/lib/ext/quor/vqreg.cfg", F_OK) == 0;
   EXPECT_EQ(chosen.has_value(), system_present);
   if (chosen) {
     EXPECT_TRUE(*chosen == "/etc/vqreg.cfg" || *chosen == "/usr/lib/ext/quor/vqreg.cfg");
