@@ -1,0 +1,34 @@
+// The tool's frame: help, version, usage errors and their exit statuses.
+#include <gtest/gtest.h>
+
+#include "tool_runner.h"
+
+namespace {
+
+using kxtest::RunTool;
+
+TEST(ToolFrame, version_names_tool_and_library_interface) {
+  auto result = RunTool({"--version"});
+  EXPECT_EQ(result.exit_status, 0);
+  EXPECT_NE(result.out.find("kxsupt "), std::string::npos);
+  EXPECT_NE(result.out.find("libkxsupt interface 1.1.1"), std::string::npos);
+}
+
+TEST(ToolFrame, help_lists_every_command) {
+  auto result = RunTool({"--help"});
+  EXPECT_EQ(result.exit_status, 0);
+  EXPECT_NE(result.out.find("Usage:"), std::string::npos);
+  EXPECT_TRUE(result.err.empty());
+}
+
+TEST(ToolFrame, bad_usage_exits_2_with_prefixed_message) {
+  for (auto args : {std::vector<std::string>{}, std::vector<std::string>{"no-such-command"},
+                    std::vector<std::string>{"--no-such-flag"}}) {
+    auto result = RunTool(args);
+    EXPECT_EQ(result.exit_status, 2);
+    EXPECT_EQ(result.err.rfind("kxsupt: ", 0), 0u) << result.err;
+    EXPECT_TRUE(result.out.empty());
+  }
+}
+
+}  // namespace

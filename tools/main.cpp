@@ -1,0 +1,84 @@
+// kxsupt: look at and change the library's files and formats by hand. The
+// command line is built from the command table; every command is one file.
+#include <kxsupt.h>
+
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "command.h"
+
+namespace kxtool {
+
+std::vector<CommandInfo> &CommandTable() {
+  static std::vector<CommandInfo> table;
+  return table;
+}
+
+void Complain(const std::string &message) {
+  std::cerr << "kxsupt: " << message << '\n';
+}
+
+namespace {
+
+constexpr const char *kToolVersion = "0.1.0";
+
+std::string VersionText() {
+  return std::string("kxsupt ") + kToolVersion + " (libkxsupt interface " +
+         std::to_string(SUPTGetMajorVersion()) + "." + std::to_string(SUPTGetMinorVersion()) + "." +
+         std::to_string(SUPTGetRevision()) + ")";
+}
+
+}  // namespace
+
+}  // namespace kxtool
+
+int main(int argc, char **argv) {
+  using namespace kxtool;
+  CLI::App app{"kxsupt: inspect and edit the support library's data formats and files"};
+  app.set_version_flag("--version", VersionText());
+  app.require_subcommand(1);
+  app.fallthrough(false);
+
+  std::vector<std::pair<CLI::App *, std::unique_ptr<Command>>> commands;
+  for (const CommandInfo &info : CommandTable()) {
+    CLI::App *sub = app.add_subcommand(info.name, info.summary);
+    auto command = info.make();
+    command->Configure(*sub);
+    commands.emplace_back(sub, std::move(command));
+  }
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp &) {
+    std::cout << app.help();
+    return kExitOk;
+  } catch (const CLI::CallForAllHelp &) {
+    std::cout << app.help("", CLI::AppFormatMode::All);
+    return kExitOk;
+  } catch (const CLI::CallForVersion &) {
+    std::cout << VersionText() << '\n';
+    return kExitOk;
+  } catch (const CLI::ParseError &error) {
+    // A subcommand's --help is reported through the same exception path.
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+      return app.exit(error);
+    }
+    Complain(error.what());
+    std::cerr << "Run 'kxsupt --help' for usage.\n";
+    return kExitBadInput;
+  }
+
+  for (auto &[sub, command] : commands) {
+    if (sub->parsed()) {
+      try {
+        return command->Run();
+      } catch (const std::exception &error) {
+        Complain(error.what());
+        return kExitBadInput;
+      }
+    }
+  }
+  return kExitBadInput;
+}
