@@ -25,6 +25,12 @@ void SignificantDigits(double value, int64_t significant, DecimalDigits *out) {
   char text[kMaxSignificantDigits + 16];
   const std::to_chars_result result =
       std::to_chars(text, text + sizeof text, value, std::chars_format::scientific, precision);
+  if (result.ec != std::errc{}) {  // cannot happen with this buffer; print 0
+    out->digits[0] = '0';
+    out->count = 1;
+    out->point = 1;
+    return;
+  }
   const char *end = result.ptr;
 
   int count = 0;
@@ -48,7 +54,9 @@ void FixedDigits(double value, int64_t places, DecimalDigits *out) {
   char *text = out->digits;
   const std::to_chars_result result =
       std::to_chars(text, text + sizeof out->digits, value, std::chars_format::fixed, precision);
-  const int length = static_cast<int>(result.ptr - text);
+  // The buffer holds the largest double at the largest precision; were the
+  // conversion to refuse anyway, the value would print as rounding to nothing.
+  const int length = result.ec == std::errc{} ? static_cast<int>(result.ptr - text) : 0;
 
   // "iii.fff": the point sits after the integer digits; remove it in place.
   const char *dot = static_cast<const char *>(std::memchr(text, '.', length));

@@ -13,14 +13,20 @@
  *
  * Conversions: c d i o u x X p s e E f g G n, plus D O U (as ld lo lu) and
  * S (a UCS-2 string printed as UTF-8). Flags "# - + space 0", width and
- * precision (also as *), length modifiers h (16 bits), l and ll (both a
- * long), L (accepted; the value is still a double). Differences from C:
- * any other conversion character prints itself ("%q" gives "q"); e, E, g and
- * G drop trailing zeros unless "#" is given ("%e" of 1.0 gives "1e+00"); f
- * always prints its point and zeros unless the precision is 0; g switches to
- * exponent form only when the exponent is above the precision ("%g" of 1e6
- * gives "1000000"); infinities and NaNs print "Inf" or "-Inf"; "0" pads
- * strings and characters too; "%#.0o" of 0 prints nothing; -0.0 prints as 0.
+ * precision (also as *), length modifiers h (16 bits; hh is the same), l and
+ * ll (both a long), L (accepted; the value is still read as a double). %n
+ * stores into an int (a short with h) the count of every byte produced,
+ * including bytes that did not fit. Differences from C:
+ *  - any other conversion character prints itself ("%q" gives "q");
+ *  - e, E, g and G drop trailing zeros unless "#" is given ("%e" of 1.0
+ *    gives "1e+00");
+ *  - f prints its point and zeros for every non-zero precision; with
+ *    precision 0 a value that rounds to 0 prints "0." and zero prints "0";
+ *  - g switches to exponent form only when the exponent is above the
+ *    precision ("%g" of 1e6 gives "1000000");
+ *  - infinities and NaNs print "Inf" ("-Inf" below 0); -0.0 prints as 0;
+ *  - "0" pads strings and characters too; "%#.0o" of 0 prints nothing;
+ *    a null pointer prints "0x0".
  */
 #ifndef KXSUPT_FORMAT_H
 #define KXSUPT_FORMAT_H
