@@ -4,6 +4,7 @@
 // drops what does not fit and still counts it for %n.
 #include "codec/format_engine.h"
 
+#include <array>
 #include <bit>
 #include <cfloat>
 #include <climits>
@@ -192,20 +193,34 @@ void WriteText(Output &out, const Conversion &conv, const char *text, int64_t le
   WriteField(out, conv, nullptr, body, length, -1);
 }
 
+// "00" to "99": decimal digits are produced two at a time.
+constexpr auto kDigitPairs = [] {
+  std::array<char, 200> pairs{};
+  for (int i = 0; i < 100; ++i) {
+    pairs[2 * i] = static_cast<char>('0' + i / 10);
+    pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
+  }
+  return pairs;
+}();
+
 // Converts the value to digits of `base` (8, 10 or 16), ending just before
 // `end`; returns the first digit.
 char *ConvertUnsigned(uint64_t value, unsigned base, const char *digit_table, char *end) {
   char *cursor = end;
   switch (base) {
     case 10:
-      if (value < 10) {  // the common single digit, written directly
-        *--cursor = static_cast<char>('0' + value);
-        break;
+      while (value >= 100) {
+        const uint64_t pair = value % 100;
+        value /= 100;
+        cursor -= 2;
+        std::memcpy(cursor, &kDigitPairs[2 * pair], 2);
       }
-      do {
-        *--cursor = static_cast<char>('0' + value % 10);
-        value /= 10;
-      } while (value != 0);
+      if (value >= 10) {
+        cursor -= 2;
+        std::memcpy(cursor, &kDigitPairs[2 * value], 2);
+      } else {  // a single digit is written directly
+        *--cursor = static_cast<char>('0' + value);
+      }
       break;
     case 8:
       do {
