@@ -2,6 +2,7 @@
 // A module that is not part of this build is simply absent from the chain.
 #include "frame/modules.h"
 
+#include "codec/format.h"
 #include "config/registry_file.h"
 
 namespace kx::frame {
@@ -16,7 +17,7 @@ constexpr ModuleStep kSteps[] = {
     // 4. IPC layer.
     // 5. Critical sections.
     // 6. Event log.
-    // 7. Formatted output: the formatter's mutex.
+    {"formatted output", &codec::FormatAttach, &codec::FormatDetach},
     // 8. Function-table libraries.
     // 9. CRC-32 table.
 };
