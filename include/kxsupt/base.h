@@ -51,7 +51,7 @@ typedef uint32_t SMStatus;
 #define SM_STATUS_ENTRY_NOT_FOUND 263u  /* INI section or key absent */
 #define SM_STATUS_BAD_VALUE 264u        /* INI value malformed or too large */
 #define SM_STATUS_ACCESS_DENIED 270u    /* the operating system refused access */
-#define SM_STATUS_INVALID_PARAMETER 271u /* null handle or pointer, wrong handle kind, bad mode */
+#define SM_STATUS_INVALID_PARAMETER 271u /* null handle or pointer, mode out of range */
 #define SM_STATUS_NO_MEMORY 272u        /* an allocation failed */
 #define SM_STATUS_OVERFLOW 290u         /* numeric conversion above the target's maximum */
 #define SM_STATUS_UNDERFLOW 291u        /* numeric conversion below the target's minimum */
