@@ -2,6 +2,7 @@
 // A module that is not part of this build is simply absent from the chain.
 #include "frame/modules.h"
 
+#include "codec/crc32.h"
 #include "config/registry_file.h"
 
 namespace kx::frame {
@@ -18,7 +19,7 @@ constexpr ModuleStep kSteps[] = {
     // 6. Event log.
     // 7. Formatted output: the formatter's mutex.
     // 8. Function-table libraries.
-    // 9. CRC-32 table.
+    {"CRC-32 table", &codec::Crc32TableAttach, &codec::Crc32TableDetach},  // 9. CRC-32 table.
 };
 
 }  // namespace
