@@ -40,15 +40,20 @@ inline void StoreWord(uint8_t *p, uint32_t v) {
 #define KX_MD5_H(b, c, d) ((b) ^ (c) ^ (d))
 #define KX_MD5_I(b, c, d) ((c) ^ ((b) | ~(d)))
 
+// Message word and constant are added before the round function, whose
+// inputs arrive last, so only f, the rotation and one add wait on them.
 #define KX_MD5_STEP(f, a, b, c, d, x, t, s) \
   do {                                      \
-    (a) += f((b), (c), (d)) + (x) + (t);    \
+    (a) += (x) + (t);                       \
+    (a) += f((b), (c), (d));                \
     (a) = std::rotl((a), (s)) + (b);        \
   } while (0)
-#define KX_MD5_STEP_G(a, b, c, d, x, t, s)         \
-  do {                                             \
-    (a) += ((c) & ~(d)) + (x) + (t) + ((b) & (d)); \
-    (a) = std::rotl((a), (s)) + (b);               \
+#define KX_MD5_STEP_G(a, b, c, d, x, t, s) \
+  do {                                     \
+    (a) += (x) + (t);                      \
+    (a) += (c) & ~(d);                     \
+    (a) += (b) & (d);                      \
+    (a) = std::rotl((a), (s)) + (b);       \
   } while (0)
 
 // Runs `count` 64-byte blocks through the chaining words.
