@@ -14,6 +14,7 @@
 #include <isa-l.h>
 #endif
 
+#include "codec/base64.h"
 #include "codec/crc32.h"
 #include "kxsupt/codec.h"
 
@@ -115,6 +116,18 @@ void Base64EncodeOurs(benchmark::State &state) {
 }
 BENCHMARK(Base64EncodeOurs)->Name("base64 encode 1 MiB/ours");
 
+void Base64EncodePortableOurs(benchmark::State &state) {
+  const auto &in = Input();
+  std::string out(4 * ((kMiB + 2) / 3) + 1, '\0');
+  for (auto _ : state) {
+    kx::codec::Base64EncodeWith(kx::codec::Base64Engine::kPortable, out.data(), in.data(),
+                                static_cast<int32_t>(kMiB), nullptr);
+    benchmark::DoNotOptimize(out.data());
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * kMiB);
+}
+BENCHMARK(Base64EncodePortableOurs)->Name("base64 encode portable 1 MiB/ours");
+
 void Base64EncodeOpenSsl(benchmark::State &state) {
   const auto &in = Input();
   std::string out(4 * ((kMiB + 2) / 3) + 1, '\0');
@@ -125,6 +138,7 @@ void Base64EncodeOpenSsl(benchmark::State &state) {
   state.SetBytesProcessed(int64_t(state.iterations()) * kMiB);
 }
 BENCHMARK(Base64EncodeOpenSsl)->Name("base64 encode 1 MiB/anchor");
+BENCHMARK(Base64EncodeOpenSsl)->Name("base64 encode portable 1 MiB/anchor");
 
 void Base64DecodeOurs(benchmark::State &state) {
   const std::string &text = EncodedInput();
@@ -137,6 +151,18 @@ void Base64DecodeOurs(benchmark::State &state) {
 }
 BENCHMARK(Base64DecodeOurs)->Name("base64 decode 1 MiB/ours");
 
+void Base64DecodePortableOurs(benchmark::State &state) {
+  const std::string &text = EncodedInput();
+  std::vector<uint8_t> out(kMiB + 4);
+  for (auto _ : state) {
+    kx::codec::Base64DecodeWith(kx::codec::Base64Engine::kPortable, out.data(), text.data(),
+                                static_cast<int32_t>(text.size()));
+    benchmark::DoNotOptimize(out.data());
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * kMiB);
+}
+BENCHMARK(Base64DecodePortableOurs)->Name("base64 decode portable 1 MiB/ours");
+
 void Base64DecodeOpenSsl(benchmark::State &state) {
   const std::string &text = EncodedInput();
   std::vector<uint8_t> out(kMiB + 4);
@@ -148,5 +174,6 @@ void Base64DecodeOpenSsl(benchmark::State &state) {
   state.SetBytesProcessed(int64_t(state.iterations()) * kMiB);
 }
 BENCHMARK(Base64DecodeOpenSsl)->Name("base64 decode 1 MiB/anchor");
+BENCHMARK(Base64DecodeOpenSsl)->Name("base64 decode portable 1 MiB/anchor");
 
 }  // namespace

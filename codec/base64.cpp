@@ -1,12 +1,15 @@
-// Base64 encoding and decoding. Encoding turns each 12 input bits into two
-// characters with one lookup in a pair table; decoding ORs together four
-// per-position tables whose entries already hold each character's bits at
-// their output place, so characters outside the alphabet need no branch.
+// Base64 encoding and decoding: the portable engine and the entry points that
+// pick an engine. Encoding turns each 12 input bits into two characters with
+// one lookup in a pair table; decoding ORs together four per-position tables
+// whose entries already hold each character's bits at their output place, so
+// characters outside the alphabet need no branch.
 #include "codec/base64.h"
 
 #include <array>
 #include <bit>
 #include <cstring>
+
+#include "codec/base64_kernels.h"
 
 namespace kx::codec {
 
@@ -134,7 +137,8 @@ inline bool HasPad(const uint8_t *c) {
   return ((v - 0x0101010101010101ull) & ~v & 0x8080808080808080ull) != 0;
 }
 
-// One group with its padding rules; returns the end of its output.
+}  // namespace
+
 uint8_t *DecodeGroupExact(uint8_t *out, const uint8_t *c) {
   if (c[0] == '=' || c[1] == '=') return out;
   uint8_t bytes[4];
@@ -148,45 +152,18 @@ uint8_t *DecodeGroupExact(uint8_t *out, const uint8_t *c) {
   return out + 3;
 }
 
-}  // namespace
-
-void Base64Encode(char *out, const uint8_t *in, int32_t length, const char *alphabet) {
-  if (out == nullptr) return;
-  if (in == nullptr || length <= 0) {
-    *out = '\0';
-    return;
-  }
-  const char *letters = alphabet != nullptr ? alphabet : kBase64Alphabet;
-  size_t whole = static_cast<size_t>(length) / 3;
-  size_t left = static_cast<size_t>(length) % 3;
-  if (alphabet == nullptr || std::memcmp(alphabet, kBase64Alphabet, 64) == 0) {
-    out = EncodeWhole(out, in, whole, kStandardPairs);
-  } else if (whole >= kPairTableGroups) {
+char *EncodeGroupsPortable(char *out, const uint8_t *in, size_t groups, const char *alphabet) {
+  if (std::memcmp(alphabet, kBase64Alphabet, 64) == 0)
+    return EncodeWhole(out, in, groups, kStandardPairs);
+  if (groups >= kPairTableGroups) {
     PairTable pairs;
     FillPairs(pairs, alphabet);
-    out = EncodeWhole(out, in, whole, pairs);
-  } else {
-    out = EncodeWholeDirect(out, in, whole, alphabet);
+    return EncodeWhole(out, in, groups, pairs);
   }
-  in += 3 * whole;
-  if (left != 0) {
-    // With one byte left the following byte is still read as b1: callers pass
-    // input followed by a zero byte, which keeps the output standard.
-    uint8_t b0 = in[0], b1 = in[1];
-    out[0] = letters[b0 >> 2];
-    out[1] = letters[((b0 << 4) & 0x30) | (b1 >> 4)];
-    out[2] = left == 2 ? letters[(b1 << 2) & 0x3C] : '=';
-    out[3] = '=';
-    out += 4;
-  }
-  *out = '\0';
+  return EncodeWholeDirect(out, in, groups, alphabet);
 }
 
-size_t Base64Decode(uint8_t *out, const char *in, int32_t length) {
-  if (out == nullptr) return 0;
-  uint8_t *const start = out;
-  size_t groups = in == nullptr || length <= 0 ? 0 : static_cast<size_t>(length) / 4;
-  const auto *c = reinterpret_cast<const uint8_t *>(in);
+uint8_t *DecodeGroupsPortable(uint8_t *out, const uint8_t *c, size_t groups) {
   // Two groups per step. A group of three bytes may be written with a 4-byte
   // store: its fourth byte lands where the next output or the final NUL goes.
   while (groups >= 2) {
@@ -203,8 +180,61 @@ size_t Base64Decode(uint8_t *out, const char *in, int32_t length) {
     groups -= 2;
   }
   if (groups != 0) out = DecodeGroupExact(out, c);
+  return out;
+}
+
+void Base64EncodeWith(Base64Engine engine, char *out, const uint8_t *in, int32_t length,
+                      const char *alphabet) {
+  if (out == nullptr) return;
+  if (in == nullptr || length <= 0) {
+    *out = '\0';
+    return;
+  }
+  const char *letters = alphabet != nullptr ? alphabet : kBase64Alphabet;
+  size_t whole = static_cast<size_t>(length) / 3;
+  size_t left = static_cast<size_t>(length) % 3;
+  out = engine == Base64Engine::kAvx2 ? EncodeGroupsAvx2(out, in, whole, letters)
+                                      : EncodeGroupsPortable(out, in, whole, letters);
+  in += 3 * whole;
+  if (left != 0) {
+    // With one byte left the following byte is still read as b1: callers pass
+    // input followed by a zero byte, which keeps the output standard.
+    uint8_t b0 = in[0], b1 = in[1];
+    out[0] = letters[b0 >> 2];
+    out[1] = letters[((b0 << 4) & 0x30) | (b1 >> 4)];
+    out[2] = left == 2 ? letters[(b1 << 2) & 0x3C] : '=';
+    out[3] = '=';
+    out += 4;
+  }
   *out = '\0';
-  return static_cast<size_t>(out - start);
+}
+
+size_t Base64DecodeWith(Base64Engine engine, uint8_t *out, const char *in, int32_t length) {
+  if (out == nullptr) return 0;
+  size_t groups = in == nullptr || length <= 0 ? 0 : static_cast<size_t>(length) / 4;
+  const auto *text = reinterpret_cast<const uint8_t *>(in);
+  uint8_t *end = engine == Base64Engine::kAvx2 ? DecodeGroupsAvx2(out, text, groups)
+                                               : DecodeGroupsPortable(out, text, groups);
+  *end = '\0';
+  return static_cast<size_t>(end - out);
+}
+
+namespace {
+
+Base64Engine BestEngine() {
+  static const Base64Engine engine =
+      HasBase64Avx2() ? Base64Engine::kAvx2 : Base64Engine::kPortable;
+  return engine;
+}
+
+}  // namespace
+
+void Base64Encode(char *out, const uint8_t *in, int32_t length, const char *alphabet) {
+  Base64EncodeWith(BestEngine(), out, in, length, alphabet);
+}
+
+size_t Base64Decode(uint8_t *out, const char *in, int32_t length) {
+  return Base64DecodeWith(BestEngine(), out, in, length);
 }
 
 }  // namespace kx::codec

@@ -58,9 +58,12 @@ std::vector<uint8_t> ModelDecode(const std::string &in) {
   return out;
 }
 
-// Runs the exported encoder with the input at the very end of a heap buffer,
+using kx::codec::Base64Engine;
+
+// Runs an engine's encoder with the input at the very end of a heap buffer,
 // followed by `after` when the contract reads one byte past it.
-std::string Encode(const std::vector<uint8_t> &in, const char *alphabet, uint8_t after = 0) {
+std::string Encode(Base64Engine engine, const std::vector<uint8_t> &in, const char *alphabet,
+                   uint8_t after = 0) {
   size_t n = in.size();
   bool reads_past = n % 3 == 1;
   auto input = std::make_unique<uint8_t[]>(n + (reads_past ? 1 : 0));
@@ -68,17 +71,19 @@ std::string Encode(const std::vector<uint8_t> &in, const char *alphabet, uint8_t
   if (reads_past) input[n] = after;
   size_t size = 4 * ((n + 2) / 3) + 1;
   auto out = std::make_unique<char[]>(size);
-  EXPECT_EQ(SMBase64Encode(out.get(), input.get(), static_cast<int32_t>(n), alphabet), 0u);
+  kx::codec::Base64EncodeWith(engine, out.get(), input.get(), static_cast<int32_t>(n), alphabet);
   EXPECT_EQ(out[size - 1], '\0');
   return std::string(out.get(), size - 1);
 }
 
-// Runs the exported decoder into a buffer of exactly the expected size.
-std::vector<uint8_t> Decode(const std::string &in, size_t expected_size) {
+// Runs an engine's decoder into a buffer of exactly the expected size.
+std::vector<uint8_t> Decode(Base64Engine engine, const std::string &in, size_t expected_size) {
   auto input = std::make_unique<char[]>(in.size());
   std::copy(in.begin(), in.end(), input.get());
   auto out = std::make_unique<uint8_t[]>(expected_size + 1);
-  EXPECT_EQ(SMBase64Decode(out.get(), input.get(), static_cast<int32_t>(in.size())), 0u);
+  size_t produced =
+      kx::codec::Base64DecodeWith(engine, out.get(), input.get(), static_cast<int32_t>(in.size()));
+  EXPECT_EQ(produced, expected_size);
   EXPECT_EQ(out[expected_size], 0) << "NUL after the bytes produced";
   return std::vector<uint8_t>(out.get(), out.get() + expected_size);
 }
@@ -93,9 +98,42 @@ std::vector<uint8_t> RandomBytes(std::mt19937_64 &rng, size_t n) {
   return bytes;
 }
 
+class Base64EngineTest : public ::testing::TestWithParam<Base64Engine> {
+ protected:
+  void SetUp() override {
+    if (GetParam() == Base64Engine::kAvx2 && !kx::codec::HasBase64Avx2()) {
+      GTEST_SKIP() << "AVX2 not supported here";
+    }
+  }
+  std::string Encode(const std::vector<uint8_t> &in, const char *alphabet, uint8_t after = 0) {
+    return ::Encode(GetParam(), in, alphabet, after);
+  }
+  std::vector<uint8_t> Decode(const std::string &in, size_t expected_size) {
+    return ::Decode(GetParam(), in, expected_size);
+  }
+};
+
 // ---- Stated vectors ----------------------------------------------------------
 
-TEST(Base64, stated_vectors) {
+TEST(Base64Exports, stated_vectors) {
+  struct Case {
+    const char *plain, *text;
+  } cases[] = {{"Man", "TWFu"}, {"Ma", "TWE="}, {"M", "TQ=="}, {"", ""}};
+  for (const Case &c : cases) {
+    char text[8];
+    size_t n = std::strlen(c.plain);
+    EXPECT_EQ(SMBase64Encode(text, reinterpret_cast<const uint8_t *>(c.plain),
+                             static_cast<int32_t>(n), nullptr),
+              0u);
+    EXPECT_STREQ(text, c.text);
+    uint8_t bytes[8];
+    std::memset(bytes, 0xEE, sizeof bytes);
+    EXPECT_EQ(SMBase64Decode(bytes, c.text, static_cast<int32_t>(std::strlen(c.text))), 0u);
+    EXPECT_EQ(std::string(reinterpret_cast<char *>(bytes), n + 1), std::string(c.plain, n + 1));
+  }
+}
+
+TEST_P(Base64EngineTest, stated_vectors) {
   struct Case {
     const char *plain, *text;
   } cases[] = {{"Man", "TWFu"}, {"Ma", "TWE="}, {"M", "TQ=="}, {"", ""}};
@@ -105,7 +143,7 @@ TEST(Base64, stated_vectors) {
   }
 }
 
-TEST(Base64, decoder_quirks) {
+TEST_P(Base64EngineTest, decoder_quirks) {
   struct Case {
     std::string text;
     std::vector<uint8_t> bytes;
@@ -129,7 +167,7 @@ TEST(Base64, decoder_quirks) {
   }
 }
 
-TEST(Base64, non_positive_lengths_write_only_the_nul) {
+TEST(Base64Exports, non_positive_lengths_write_only_the_nul) {
   for (int32_t length : {0, -1, -2, -3, -100, INT32_MIN}) {
     char out[4] = {'x', 'x', 'x', 'x'};
     uint8_t in[4] = {1, 2, 3, 0};
@@ -143,7 +181,7 @@ TEST(Base64, non_positive_lengths_write_only_the_nul) {
   }
 }
 
-TEST(Base64, null_buffers_do_nothing) {
+TEST(Base64Exports, null_buffers_do_nothing) {
   char out[2] = {'x', 'x'};
   EXPECT_EQ(SMBase64Encode(nullptr, reinterpret_cast<const uint8_t *>("ab"), 2, nullptr), 0u);
   EXPECT_EQ(SMBase64Encode(out, nullptr, 2, nullptr), 0u);
@@ -156,7 +194,7 @@ TEST(Base64, null_buffers_do_nothing) {
 
 // ---- The byte after the input -------------------------------------------------------
 
-TEST(Base64, one_byte_tail_reads_the_following_byte) {
+TEST_P(Base64EngineTest, one_byte_tail_reads_the_following_byte) {
   // Its upper four bits enter the second character; a zero keeps it standard.
   EXPECT_EQ(Encode(Bytes("M"), nullptr, 0x00), "TQ==");
   EXPECT_EQ(Encode(Bytes("M"), nullptr, 0xF0), "Tf==");
@@ -169,7 +207,7 @@ TEST(Base64, one_byte_tail_reads_the_following_byte) {
 
 // ---- Differential ---------------------------------------------------------------------
 
-TEST(Base64, encoding_matches_the_reference_for_every_short_length) {
+TEST_P(Base64EngineTest, encoding_matches_the_reference_for_every_short_length) {
   std::mt19937_64 rng(21);
   for (size_t n = 0; n <= 300; ++n) {
     std::vector<uint8_t> data = RandomBytes(rng, n);
@@ -177,7 +215,7 @@ TEST(Base64, encoding_matches_the_reference_for_every_short_length) {
   }
 }
 
-TEST(Base64, encoding_matches_the_reference_for_large_inputs) {
+TEST_P(Base64EngineTest, encoding_matches_the_reference_for_large_inputs) {
   std::mt19937_64 rng(22);
   for (size_t n : {6000u, 6001u, 6002u, 100000u, 1000003u}) {
     std::vector<uint8_t> data = RandomBytes(rng, n);
@@ -185,7 +223,7 @@ TEST(Base64, encoding_matches_the_reference_for_large_inputs) {
   }
 }
 
-TEST(Base64, caller_alphabet_is_used_for_encoding_only) {
+TEST_P(Base64EngineTest, caller_alphabet_is_used_for_encoding_only) {
   std::mt19937_64 rng(23);
   std::string reversed(kStandard.rbegin(), kStandard.rend());
   std::string url = kStandard.substr(0, 62) + "-_";
@@ -202,7 +240,7 @@ TEST(Base64, caller_alphabet_is_used_for_encoding_only) {
   }
 }
 
-TEST(Base64, round_trips) {
+TEST_P(Base64EngineTest, round_trips) {
   std::mt19937_64 rng(24);
   for (int round = 0; round < 400; ++round) {
     size_t n = round < 300 ? rng() % 200 : rng() % 100000;
@@ -212,7 +250,7 @@ TEST(Base64, round_trips) {
   }
 }
 
-TEST(Base64, decoding_arbitrary_text_matches_the_model) {
+TEST_P(Base64EngineTest, decoding_arbitrary_text_matches_the_model) {
   // Mostly alphabet characters with "=" and foreign bytes sprinkled in, so
   // groups of every padding shape appear between clean stretches.
   std::mt19937_64 rng(25);
@@ -229,10 +267,32 @@ TEST(Base64, decoding_arbitrary_text_matches_the_model) {
   }
 }
 
-TEST(Base64, decode_reports_the_bytes_produced) {
+TEST_P(Base64EngineTest, every_character_in_every_block_position_matches_the_model) {
+  // Sixteen clean groups, then each byte value in each of the first 32
+  // places: covers the whole character classification of a wide block.
+  std::mt19937_64 rng(26);
+  std::string clean(64, 'A');
+  for (char &c : clean) c = kStandard[rng() % 64];
+  for (size_t at = 0; at < 32; ++at) {
+    for (int value = 0; value < 256; ++value) {
+      std::string text = clean;
+      text[at] = static_cast<char>(value);
+      std::vector<uint8_t> model = ModelDecode(text);
+      ASSERT_EQ(Decode(text, model.size()), model) << "place " << at << " value " << value;
+    }
+  }
+}
+
+TEST(Base64Exports, decode_reports_the_bytes_produced) {
   std::vector<uint8_t> out(16);
   EXPECT_EQ(kx::codec::Base64Decode(out.data(), "TWFuTWE=TQ==", 12), 6u);
   EXPECT_EQ(kx::codec::Base64Decode(out.data(), "=AAA", 4), 0u);
 }
+
+INSTANTIATE_TEST_SUITE_P(Engines, Base64EngineTest,
+                         ::testing::Values(Base64Engine::kPortable, Base64Engine::kAvx2),
+                         [](const auto &info) {
+                           return info.param == Base64Engine::kAvx2 ? "avx2" : "portable";
+                         });
 
 }  // namespace

@@ -51,6 +51,10 @@ bool Always() {
   return true;
 }
 
+void PrintTo(const Engine &engine, std::ostream *os) {
+  *os << engine.name;
+}
+
 class Crc32EngineTest : public ::testing::TestWithParam<Engine> {
  protected:
   void SetUp() override {
