@@ -15,12 +15,14 @@ namespace kx::codec {
 
 namespace {
 
-// Folding constants. A 16-byte lane L read little-endian holds the stream's
-// earlier 8 bytes (H) in its low quadword and the later 8 (L) in its high one,
-// reflected; a carry-less product of two reflected quadwords comes out
-// multiplied by x. Moving the lane D bits forward needs H * x^(D+64) + L * x^D,
-// so with 32-bit reflected multipliers the constants are x^(D+31) and x^(D-33)
-// modulo the polynomial (register form: bit 31 is x^0).
+// Folding constants. A 16-byte lane read little-endian holds the stream's
+// earlier 8 bytes (E) in its low quadword and the later 8 (F) in its high
+// one, bit-reflected: the lane is E * x^64 + F. Moving it D bits forward
+// needs E * x^(D+64) + F * x^D. A multiplier kept in the low 32 bits of a
+// quadword stands for itself times x^32, and a carry-less product of two
+// reflected quadwords comes out times x, so the multipliers are x^(D+31) and
+// x^(D-33) modulo the polynomial (register form: bit 31 is x^0). The product
+// has at most 96 significant bits and fits the lane.
 constexpr uint64_t XPowModP(unsigned n) {
   uint32_t r = 1u << 31;
   for (unsigned i = 0; i < n; ++i) r = (r >> 1) ^ ((r & 1u) ? kCrc32Polynomial : 0u);
