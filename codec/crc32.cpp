@@ -43,22 +43,78 @@ Engine ChooseEngine() {
   return &Crc32RawPortable;
 }
 
+// Sixteen bytes folded into the register with sixteen independent lookups.
+inline uint32_t Slice16(uint32_t crc, const uint8_t *data) {
+  const auto &t = kSlices;
+  uint32_t a = LoadLittle32(data) ^ crc;
+  uint32_t b = LoadLittle32(data + 4);
+  uint32_t c = LoadLittle32(data + 8);
+  uint32_t d = LoadLittle32(data + 12);
+  return t[15][a & 0xFF] ^ t[14][(a >> 8) & 0xFF] ^ t[13][(a >> 16) & 0xFF] ^ t[12][a >> 24] ^
+         t[11][b & 0xFF] ^ t[10][(b >> 8) & 0xFF] ^ t[9][(b >> 16) & 0xFF] ^ t[8][b >> 24] ^
+         t[7][c & 0xFF] ^ t[6][(c >> 8) & 0xFF] ^ t[5][(c >> 16) & 0xFF] ^ t[4][c >> 24] ^
+         t[3][d & 0xFF] ^ t[2][(d >> 8) & 0xFF] ^ t[1][(d >> 16) & 0xFF] ^ t[0][d >> 24];
+}
+
+// Long buffers run three stretches side by side, so that no register waits
+// on another's lookups, and join them by shifting the earlier registers over
+// the following stretches: raw(c, A B) = raw(c, A) * x^(8|B|) + raw(0, B).
+constexpr size_t kStretch = 512;
+
+// Register polynomials: bit 31 is x^0 and bit 0 is x^31.
+// Product a * b modulo the polynomial.
+constexpr uint32_t MultModP(uint32_t a, uint32_t b) {
+  uint32_t product = 0;
+  for (uint32_t m = 1u << 31; m != 0; m >>= 1) {
+    if (a & m) product ^= b;
+    b = (b >> 1) ^ ((b & 1u) ? kCrc32Polynomial : 0u);
+  }
+  return product;
+}
+
+// kXPow2[k] = x^(2^k) modulo the polynomial.
+constexpr std::array<uint32_t, 64> kXPow2 = [] {
+  std::array<uint32_t, 64> table{};
+  table[0] = 1u << 30;  // x^1
+  for (size_t k = 1; k < table.size(); ++k) table[k] = MultModP(table[k - 1], table[k - 1]);
+  return table;
+}();
+
+// kStretchShift[k][b]: the byte b at bits 8k..8k+7 of a register, shifted
+// through kStretch zero bytes (a multiplication by x^(8 * kStretch)), built
+// from the shifted single bits.
+constexpr std::array<std::array<uint32_t, 256>, 4> kStretchShift = [] {
+  static_assert(kStretch == 512, "x^(8 * 512) is x^(2^12)");
+  std::array<std::array<uint32_t, 256>, 4> shift{};
+  for (size_t k = 0; k < 4; ++k) {
+    for (uint32_t b = 1; b < 256; ++b) {
+      uint32_t low_bit = b & (0u - b);
+      shift[k][b] = shift[k][b ^ low_bit] ^ MultModP(kXPow2[12], low_bit << (8 * k));
+    }
+  }
+  return shift;
+}();
+
+inline uint32_t ShiftStretch(uint32_t c) {
+  const auto &s = kStretchShift;
+  return s[0][c & 0xFF] ^ s[1][(c >> 8) & 0xFF] ^ s[2][(c >> 16) & 0xFF] ^ s[3][c >> 24];
+}
+
 }  // namespace
 
 uint32_t Crc32RawPortable(uint32_t crc, const uint8_t *data, size_t length) {
-  const auto &t = kSlices;
-  while (length >= 16) {
-    uint32_t a = LoadLittle32(data) ^ crc;
-    uint32_t b = LoadLittle32(data + 4);
-    uint32_t c = LoadLittle32(data + 8);
-    uint32_t d = LoadLittle32(data + 12);
-    crc = t[15][a & 0xFF] ^ t[14][(a >> 8) & 0xFF] ^ t[13][(a >> 16) & 0xFF] ^ t[12][a >> 24] ^
-          t[11][b & 0xFF] ^ t[10][(b >> 8) & 0xFF] ^ t[9][(b >> 16) & 0xFF] ^ t[8][b >> 24] ^
-          t[7][c & 0xFF] ^ t[6][(c >> 8) & 0xFF] ^ t[5][(c >> 16) & 0xFF] ^ t[4][c >> 24] ^
-          t[3][d & 0xFF] ^ t[2][(d >> 8) & 0xFF] ^ t[1][(d >> 16) & 0xFF] ^ t[0][d >> 24];
-    data += 16;
-    length -= 16;
+  while (length >= 3 * kStretch) {
+    uint32_t c0 = crc, c1 = 0, c2 = 0;
+    for (size_t i = 0; i < kStretch; i += 16) {
+      c0 = Slice16(c0, data + i);
+      c1 = Slice16(c1, data + kStretch + i);
+      c2 = Slice16(c2, data + 2 * kStretch + i);
+    }
+    crc = ShiftStretch(ShiftStretch(c0) ^ c1) ^ c2;
+    data += 3 * kStretch;
+    length -= 3 * kStretch;
   }
+  for (; length >= 16; data += 16, length -= 16) crc = Slice16(crc, data);
   while (length-- > 0) crc = (crc >> 8) ^ kCrc32Table[(crc ^ *data++) & 0xFF];
   return crc;
 }
@@ -152,25 +208,6 @@ inline uint32_t GenerateByte(uint32_t c, uint8_t byte) {
   uint32_t n = 8 - m;
   return (c >> 8) ^ kZeroSteps[(1u << n) + ((c >> m) & ((1u << n) - 1))] ^ kByteTerm[byte];
 }
-
-// Register polynomials: bit 31 is x^0 and bit 0 is x^31.
-// Product a * b modulo the polynomial.
-constexpr uint32_t MultModP(uint32_t a, uint32_t b) {
-  uint32_t product = 0;
-  for (uint32_t m = 1u << 31; m != 0; m >>= 1) {
-    if (a & m) product ^= b;
-    b = (b >> 1) ^ ((b & 1u) ? kCrc32Polynomial : 0u);
-  }
-  return product;
-}
-
-// kXPow2[k] = x^(2^k) modulo the polynomial.
-constexpr std::array<uint32_t, 64> kXPow2 = [] {
-  std::array<uint32_t, 64> table{};
-  table[0] = 1u << 30;  // x^1
-  for (size_t k = 1; k < table.size(); ++k) table[k] = MultModP(table[k - 1], table[k - 1]);
-  return table;
-}();
 
 // The register after `zeros` zero bytes: c * x^(8 * zeros), in O(log zeros).
 uint32_t ShiftZeroBytes(uint32_t c, uint64_t zeros) {
