@@ -2,6 +2,7 @@
 // A module that is not part of this build is simply absent from the chain.
 #include "frame/modules.h"
 
+#include "codec/crc32.h"
 #include "codec/format.h"
 #include "config/registry_file.h"
 
@@ -17,9 +18,11 @@ constexpr ModuleStep kSteps[] = {
     // 4. IPC layer.
     // 5. Critical sections.
     // 6. Event log.
+    // 7. Formatted output: the formatter's mutex.
     {"formatted output", &codec::FormatAttach, &codec::FormatDetach},
     // 8. Function-table libraries.
     // 9. CRC-32 table.
+    {"CRC-32 table", &codec::Crc32TableAttach, &codec::Crc32TableDetach},
 };
 
 }  // namespace
