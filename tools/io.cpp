@@ -20,19 +20,24 @@ struct FileCloser {
 };
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
-File Open(const std::string &path) {
+File Open(const std::string &path, int *exit_status) {
+  *exit_status = kExitOk;
   if (path == "-") return File(stdin);
   File file(std::fopen(path.c_str(), "rb"));
-  if (!file) Complain(path + ": " + std::strerror(errno));
+  if (!file) {
+    *exit_status = errno == ENOENT ? kExitNotFound : kExitBadInput;
+    Complain(path + ": " + std::strerror(errno));
+  }
   return file;
 }
 
 }  // namespace
 
-bool ForEachChunk(const std::string &path,
-                  const std::function<void(const unsigned char *, size_t)> &sink) {
-  File file = Open(path);
-  if (!file) return false;
+int ForEachChunk(const std::string &path,
+                 const std::function<void(const unsigned char *, size_t)> &sink) {
+  int exit_status;
+  File file = Open(path, &exit_status);
+  if (!file) return exit_status;
   std::vector<unsigned char> chunk(kChunkSize);
   size_t got;
   while ((got = std::fread(chunk.data(), 1, chunk.size(), file.get())) > 0) {
@@ -40,18 +45,16 @@ bool ForEachChunk(const std::string &path,
   }
   if (std::ferror(file.get())) {
     Complain(path + ": read error");
-    return false;
+    return kExitBadInput;
   }
-  return true;
+  return kExitOk;
 }
 
-std::optional<std::vector<unsigned char>> ReadAll(const std::string &path) {
-  std::vector<unsigned char> all;
-  bool ok = ForEachChunk(path, [&](const unsigned char *data, size_t size) {
-    all.insert(all.end(), data, data + size);
+int ReadAll(const std::string &path, std::vector<unsigned char> *out) {
+  out->clear();
+  return ForEachChunk(path, [&](const unsigned char *data, size_t size) {
+    out->insert(out->end(), data, data + size);
   });
-  if (!ok) return std::nullopt;
-  return all;
 }
 
 }  // namespace kxtool

@@ -5,18 +5,19 @@
 #include <cstddef>
 #include <cstdio>
 #include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace kxtool {
 
-// Reads a whole file (or standard input for "-"); nullopt after complaining.
-std::optional<std::vector<unsigned char>> ReadAll(const std::string &path);
+// Reads a whole file (or standard input for "-") into `out`. Returns an Exit
+// value: kExitNotFound for a missing file, kExitBadInput for other failures
+// (after complaining), kExitOk otherwise.
+int ReadAll(const std::string &path, std::vector<unsigned char> *out);
 
-// Feeds a file (or standard input) to `sink` in fixed-size chunks. False after
-// complaining when the file cannot be opened or read.
-bool ForEachChunk(const std::string &path,
-                  const std::function<void(const unsigned char *, size_t)> &sink);
+// Feeds a file (or standard input) to `sink` in fixed-size chunks; statuses as
+// for ReadAll.
+int ForEachChunk(const std::string &path,
+                 const std::function<void(const unsigned char *, size_t)> &sink);
 
 }  // namespace kxtool
