@@ -78,8 +78,8 @@ Unit *Alloc(SMSSStr *ss, uint32_t capacity) {
   ss->length = 0;
   if (capacity == 0) return nullptr;
   // A one-byte UCS-2 request still gets room for its terminator unit.
-  auto *buffer = static_cast<Unit *>(g_heap.allocate(capacity < sizeof(Unit) ? sizeof(Unit)
-                                                                             : capacity));
+  auto *buffer =
+      static_cast<Unit *>(g_heap.allocate(capacity < sizeof(Unit) ? sizeof(Unit) : capacity));
   if (buffer == nullptr) return nullptr;
   buffer[0] = 0;
   ss->pStr = buffer;
@@ -90,8 +90,8 @@ Unit *Alloc(SMSSStr *ss, uint32_t capacity) {
 }  // namespace
 
 uint32_t SsGrownCapacity(uint32_t capacity, uint32_t needed) {
-  uint64_t grown = capacity <= kDoublingLimit ? uint64_t{capacity} * 2
-                                              : uint64_t{capacity} * 125 / 100;
+  uint64_t grown =
+      capacity <= kDoublingLimit ? uint64_t{capacity} * 2 : uint64_t{capacity} * 125 / 100;
   if (grown < needed) grown = needed;
   return grown > kMaxCapacity ? static_cast<uint32_t>(kMaxCapacity) : static_cast<uint32_t>(grown);
 }

@@ -191,10 +191,18 @@ uint32_t Ucs2ToEscape(char *out, uint32_t *size, const uint16_t *in) {
     char escape[6] = {'\\'};
     uint32_t escape_length = 2;
     switch (u) {
-      case 10: escape[1] = 'n'; break;
-      case 13: escape[1] = 'r'; break;
-      case 9: escape[1] = 't'; break;
-      case 92: escape[1] = '\\'; break;
+      case 10:
+        escape[1] = 'n';
+        break;
+      case 13:
+        escape[1] = 'r';
+        break;
+      case 9:
+        escape[1] = 't';
+        break;
+      case 92:
+        escape[1] = '\\';
+        break;
       default:
         if (u >= 32 && u <= 127) {
           plain[plain_count++] = static_cast<char>(u);

@@ -42,13 +42,15 @@ char *Utf8Trim(char *s) {
 
 char *Utf8UpperCase(char *s) {
   if (s == nullptr) return nullptr;
-  for (char *p = s; *p != 0; ++p) *p = static_cast<char>(std::toupper(static_cast<unsigned char>(*p)));
+  for (char *p = s; *p != 0; ++p)
+    *p = static_cast<char>(std::toupper(static_cast<unsigned char>(*p)));
   return s;
 }
 
 char *Utf8LowerCase(char *s) {
   if (s == nullptr) return nullptr;
-  for (char *p = s; *p != 0; ++p) *p = static_cast<char>(std::tolower(static_cast<unsigned char>(*p)));
+  for (char *p = s; *p != 0; ++p)
+    *p = static_cast<char>(std::tolower(static_cast<unsigned char>(*p)));
   return s;
 }
 
