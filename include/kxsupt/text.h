@@ -32,8 +32,7 @@ KXSUPT_API uint16_t *SMUCS2Strcat_s(uint16_t *pDst, uint32_t dstSize, const uint
 /* Copy until n units or a terminator have been copied; no padding, and no
  * terminator when n comes first. */
 KXSUPT_API void SMUCS2Strncpy(uint16_t *pDst, const uint16_t *pSrc, uint32_t n);
-KXSUPT_API void SMUCS2Strncpy_s(uint16_t *pDst, uint32_t dstSize, const uint16_t *pSrc,
-                                uint32_t n);
+KXSUPT_API void SMUCS2Strncpy_s(uint16_t *pDst, uint32_t dstSize, const uint16_t *pSrc, uint32_t n);
 /* n = 0 does nothing; else append at most n units and always a terminator. */
 KXSUPT_API uint16_t *SMUCS2Strncat(uint16_t *pDst, const uint16_t *pSrc, uint32_t n);
 KXSUPT_API uint16_t *SMUCS2Strncat_s(uint16_t *pDst, uint32_t dstSize, const uint16_t *pSrc,
