@@ -40,10 +40,10 @@ template <typename Unit>
 Unit *AppendUnits(SMSSStr *ss, const Unit *src, uint32_t n) {
   const uint64_t needed = (uint64_t{ss->length} + 1 + n) * sizeof(Unit);
   // A source inside the string's own buffer must follow it when it moves.
-  const auto *old_begin = static_cast<const char *>(ss->pStr);
-  const auto *src_bytes = reinterpret_cast<const char *>(src);
-  const bool inside = src_bytes >= old_begin && src_bytes < old_begin + ss->capacity;
-  const size_t offset = inside ? static_cast<size_t>(src_bytes - old_begin) : 0;
+  const auto old_begin = reinterpret_cast<uintptr_t>(ss->pStr);
+  const auto src_address = reinterpret_cast<uintptr_t>(src);
+  const bool inside = src_address >= old_begin && src_address - old_begin < ss->capacity;
+  const size_t offset = inside ? src_address - old_begin : 0;
   if (!Reserve(ss, needed)) return static_cast<Unit *>(ss->pStr);
 
   auto *buffer = static_cast<Unit *>(ss->pStr);
