@@ -81,9 +81,11 @@ class Base64Command : public Command {
     SMBase64Decode(bytes.data(), text->data(), static_cast<int32_t>(whole));
     size_t produced = 0;
     for (size_t group = 0; group < whole; group += 4) {
-      produced += 1 + ((*text)[group + 2] != '=') + ((*text)[group + 2] != '=' && (*text)[group + 3] != '=');
+      produced += 1 + ((*text)[group + 2] != '=') +
+                  ((*text)[group + 2] != '=' && (*text)[group + 3] != '=');
     }
-    std::cout.write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(produced));
+    std::cout.write(reinterpret_cast<const char *>(bytes.data()),
+                    static_cast<std::streamsize>(produced));
     text->erase(0, whole);
     return true;
   }
