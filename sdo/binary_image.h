@@ -22,10 +22,12 @@ inline constexpr uint32_t kMaxImageSize = 65535;  // the total size is a 16-bit 
 inline constexpr uint8_t kStorageOutOfLine = 0x04;
 inline constexpr uint32_t kInlineSlot = 4;
 
-// Nested images are visited recursively; an image deeper than this is refused
-// so that a crafted block cannot exhaust the stack. Each level costs at least
-// 16 bytes, so a 65535-byte image reaches at most 4095 levels.
-inline constexpr int kMaxNestingDepth = 4095;
+// Nested images are converted and walked recursively, at up to a few hundred
+// bytes of stack per level. The format itself allows 4095 levels in 65535
+// bytes, which would need about a megabyte of stack; an image nested deeper
+// than this bound is refused as inconsistent, so that a crafted block cannot
+// exhaust a thread's stack. The top image is level 0.
+inline constexpr int kMaxNestingDepth = 256;
 
 inline uint16_t Load16(const uint8_t *at) {
   uint16_t value;

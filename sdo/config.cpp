@@ -151,9 +151,11 @@ uint32_t Config::Add(uint16_t id, uint8_t type, const void *data, uint32_t size,
     return status;
   }
   if (magic != kArrayMagic) return SM_STATUS_INVALID_PARAMETER;
-  // A header cut short is an inconsistent array, refused as the conversion does.
-  if (size < kHeaderSize) return SM_STATUS_OS_FAILURE;
-  uint32_t elements = HeaderCount(bytes);
+  // An inconsistent header is refused as the conversion refuses it, before
+  // its count sizes an allocation.
+  BinaryImage array;
+  if (!array.Open(bytes, size, BinaryImage::Kind::kArray)) return SM_STATUS_OS_FAILURE;
+  const uint32_t elements = array.count();
   Config **children = nullptr;
   if (elements != 0) {
     children = static_cast<Config **>(std::calloc(elements, sizeof(Config *)));
@@ -185,7 +187,7 @@ uint32_t Config::Store(uint16_t id, uint8_t type, const uint8_t *value, uint32_t
   entry->size = size;
   entry->id = id;
   entry->type = type;
-  std::memcpy(entry->data(), value, size);
+  if (size != 0) std::memcpy(entry->data(), value, size);  // an empty array has no handles
 
   auto it = LowerBound(index_, id);
   if (it != index_.end() && it->id == id) {

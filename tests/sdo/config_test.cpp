@@ -45,20 +45,24 @@ TEST(SdoConfig, add_refuses_bad_arguments_with_271) {
   ConfigPtr config = NewConfig();
   uint8_t data[8] = {1, 2, 3, 4, 5, 6, 7, 8};
   struct Case {
+    const char *what;
     uint16_t id;
     uint8_t type;
     const void *data;
     uint32_t size;
   } cases[] = {
-      {0, 1, data, 1},    {0xFFFE, 1, data, 1}, {0xFFFF, 1, data, 1}, {7, 0, data, 1},
-      {7, 1, nullptr, 1}, {7, 1, data, 0},      {7, 0x1D, data, 12},  // a handle array is a whole
-                                                                      // number of handles
-      {7, 0x0C, data, 3},                                             // too short to carry a magic
-      {7, 0x0C, data, 8},                                             // no SDO magic
+      {"ID 0", 0, 1, data, 1},
+      {"ID 0xFFFE", 0xFFFE, 1, data, 1},
+      {"ID 0xFFFF", 0xFFFF, 1, data, 1},
+      {"type 0", 7, 0, data, 1},
+      {"null data", 7, 1, nullptr, 1},
+      {"size 0", 7, 1, data, 0},
+      {"not a whole number of handles", 7, 0x1D, data, 12},
+      {"too short to carry a magic", 7, 0x0C, data, 3},
+      {"no SDO magic", 7, 0x0C, data, 8},
   };
   for (const Case &c : cases) {
-    EXPECT_EQ(SMSDOConfigAddData(config.get(), c.id, c.type, c.data, c.size, 0), 271u)
-        << "id " << c.id << " type " << int(c.type) << " size " << c.size;
+    EXPECT_EQ(SMSDOConfigAddData(config.get(), c.id, c.type, c.data, c.size, 0), 271u) << c.what;
   }
   EXPECT_EQ(SMSDOConfigGetCount(config.get()), 0u);
   EXPECT_EQ(SMSDOConfigGetBinarySize(config.get()), 8u);

@@ -201,7 +201,8 @@ TEST(SdoDamaged, nested_images_must_fit_in_their_value) {
   EXPECT_EQ(SMSDOBinaryArrayGetByIndex(crowded.data(), 0, 0, buffer, &size), 257u);
 }
 
-// The deepest nesting 65535 bytes allow: each level is a header and one record.
+// An image nested `levels` deep: each level is a header and one record
+// holding the next level, the innermost an empty image.
 Bytes DeepImage(int levels) {
   Bytes image = {'B', 'O', 'D', 'S', 0, 0, 8, 0};
   for (int i = 0; i < levels; ++i) {
@@ -226,21 +227,45 @@ uint32_t DepthEntry(uint32_t, uint32_t *cookie, uint16_t, uint32_t, uint32_t, ui
   return 0;
 }
 
-TEST(SdoDamaged, deepest_possible_nesting_converts_and_walks) {
-  const int levels = (65535 - 8) / 16;
-  const Bytes image = DeepImage(levels);
-  ASSERT_LE(image.size(), 65535u);
-  SDOConfig *config = SMSDOBinaryToConfig(image.data());
+// Nesting is bounded at 256 levels below the top image (the format would
+// allow 4095), so a crafted image cannot run the recursion off the stack.
+TEST(SdoDamaged, nesting_up_to_the_bound_works_and_deeper_is_refused) {
+  constexpr int kBound = 256;
+  const Bytes deepest = DeepImage(kBound);
+  SDOConfig *config = SMSDOBinaryToConfig(deepest.data());
   ASSERT_NE(config, nullptr);
-  EXPECT_EQ(SMSDOConfigGetBinarySize(config), image.size());
-  Bytes out(image.size());
+  Bytes out(deepest.size());
   uint32_t size = static_cast<uint32_t>(out.size());
   EXPECT_EQ(SMSDOConfigToBinary(config, out.data(), &size), 0u);
-  EXPECT_EQ(out, image);
+  EXPECT_EQ(out, deepest);
   SMSDOConfigFree(config);
   g_begins = 0;
-  EXPECT_EQ(SMSDOBinaryWalk(image.data(), 0, DepthBegin, DepthEntry, nullptr, nullptr, 1), 0u);
-  EXPECT_EQ(g_begins, static_cast<uint32_t>(levels));  // the innermost image is empty
+  EXPECT_EQ(SMSDOBinaryWalk(deepest.data(), 0, DepthBegin, DepthEntry, nullptr, nullptr, 1), 0u);
+  EXPECT_EQ(g_begins, static_cast<uint32_t>(kBound));  // the innermost image is empty
+
+  const Bytes tooDeep = DeepImage(kBound + 1);
+  EXPECT_EQ(SMSDOBinaryToConfig(tooDeep.data()), nullptr);
+  g_begins = 0;
+  EXPECT_EQ(SMSDOBinaryWalk(tooDeep.data(), 0, DepthBegin, DepthEntry, nullptr, nullptr, 1), 271u);
+  EXPECT_EQ(g_begins, 0u);  // refused before the first callback
+  EXPECT_EQ(SMSDOBinaryWalk(tooDeep.data(), 0, DepthBegin, DepthEntry, nullptr, nullptr, 0), 0u);
+  // Added as a value, the image sits one level below its config.
+  config = SMSDOConfigAlloc();
+  EXPECT_EQ(
+      SMSDOConfigAddData(config, 1, 0x0C, deepest.data(), static_cast<uint32_t>(deepest.size()), 0),
+      0xFFFFFFFFu);
+  const Bytes fits = DeepImage(kBound - 1);
+  EXPECT_EQ(SMSDOConfigAddData(config, 1, 0x0C, fits.data(), static_cast<uint32_t>(fits.size()), 0),
+            0u);
+  SMSDOConfigFree(config);
+
+  // The largest image the format allows, nested to the full 4095 levels, is
+  // refused quickly and without a deep recursion.
+  const Bytes formatLimit = DeepImage((65535 - 8) / 16);
+  ASSERT_LE(formatLimit.size(), 65535u);
+  EXPECT_EQ(SMSDOBinaryToConfig(formatLimit.data()), nullptr);
+  EXPECT_EQ(SMSDOBinaryWalk(formatLimit.data(), 0, DepthBegin, DepthEntry, nullptr, nullptr, 1),
+            271u);
 }
 
 // Every single-byte change of a nested image, at every position: whatever the
