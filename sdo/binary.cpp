@@ -1,0 +1,351 @@
+// SDO binary: writing a config's image, building a config from an image,
+// reading and changing values in place, and the callback walk. Every image
+// that comes from a caller is opened through BinaryImage, which bounds each
+// read by the declared total size (and, for nested images, by the value that
+// holds them).
+#include "sdo/binary.h"
+
+#include <cstring>
+
+#include "kxsupt/base.h"
+#include "sdo/binary_array.h"
+#include "sdo/binary_image.h"
+
+namespace kx::sdo {
+
+namespace {
+
+constexpr uint8_t kAttributeMask = 0xF0;
+
+// The record cursor advances 8 bytes a value; a value over 4 bytes goes to the
+// data cursor, addressed by its offset from its own record.
+void PlaceOutOfLine(uint8_t *record, uint32_t recordOffset, uint32_t dataOffset, uint32_t length) {
+  record[3] = kStorageOutOfLine;
+  Store16(record + 4, static_cast<uint16_t>(length));
+  Store16(record + 6, static_cast<uint16_t>(dataOffset - recordOffset));
+}
+
+// Writes the image of a code-13 value straight into out[at, at + need): a
+// child's own image, or a binary array of the elements. The length written, or
+// 0 when the conversion fails.
+uint32_t WriteNested(const Entry &entry, uint8_t *at, uint32_t need) {
+  uint32_t written = 0;
+  if (!entry.isArray()) {
+    const Config *child = entry.child(0);
+    if (child == nullptr || WriteBinary(*child, at, need, &written) != SM_STATUS_SUCCESS) return 0;
+    return written;
+  }
+  written = need;
+  const auto *children = reinterpret_cast<Config *const *>(entry.data());
+  if (ConfigArrayToBinaryArray(children, entry.childCount(), at, &written) != SM_STATUS_SUCCESS ||
+      written > need) {
+    return 0;
+  }
+  return written;
+}
+
+}  // namespace
+
+uint32_t WriteBinary(const Config &config, uint8_t *out, uint32_t room, uint32_t *written) {
+  const uint32_t count = config.count();
+  const uint64_t tableEnd = kHeaderSize + uint64_t{kRecordSize} * count;
+  *written = 0;
+  if (tableEnd > room) return SM_STATUS_ERROR;  // only a corrupted cached size gets here
+  Store32(out, kObjectMagic);
+  Store16(out + 4, static_cast<uint16_t>(count));
+  Store16(out + 6, static_cast<uint16_t>(config.binarySize()));
+
+  uint32_t recordOffset = kHeaderSize;
+  uint32_t dataOffset = static_cast<uint32_t>(tableEnd);
+  for (const Config::Slot &slot : config.slots()) {
+    const Entry &entry = *slot.entry;
+    uint8_t *record = out + recordOffset;
+    std::memset(record, 0, kRecordSize);
+    Store16(record, entry.id);
+    record[2] = entry.type;
+    if (entry.holdsChildren()) {
+      // Children travel as complete images under code 12; a reader tells an
+      // object from an array by the nested magic.
+      const uint64_t need = BinaryValueSize(entry.type, entry.data(), entry.size);
+      if (dataOffset + need > room) break;
+      const uint32_t length = WriteNested(entry, out + dataOffset, static_cast<uint32_t>(need));
+      if (length == 0) break;
+      record[2] = static_cast<uint8_t>((entry.type & kAttributeMask) | kCodeBinary);
+      PlaceOutOfLine(record, recordOffset, dataOffset, length);
+      dataOffset += length;
+    } else if (entry.size <= kInlineSlot) {
+      std::memcpy(record + 4, entry.data(), entry.size);
+      record[3] = static_cast<uint8_t>((entry.size - 1) & 3u);
+    } else {
+      if (uint64_t{dataOffset} + entry.size > room) break;
+      std::memcpy(out + dataOffset, entry.data(), entry.size);
+      PlaceOutOfLine(record, recordOffset, dataOffset, entry.size);
+      dataOffset += entry.size;
+    }
+    recordOffset += kRecordSize;
+  }
+  *written = dataOffset;
+  return dataOffset == config.binarySize() ? SM_STATUS_SUCCESS : SM_STATUS_ERROR;
+}
+
+uint32_t ConfigToBinary(const Config *config, void *buffer, uint32_t *size) {
+  if (config == nullptr || buffer == nullptr || size == nullptr) return SM_STATUS_INVALID_PARAMETER;
+  // Callers size the buffer with the cached size first; a short one is refused
+  // with the size out left as it was.
+  if (*size < config->binarySize()) return SM_STATUS_BUFFER_TOO_SMALL;
+  uint32_t written = 0;
+  uint32_t status = WriteBinary(*config, static_cast<uint8_t *>(buffer), *size, &written);
+  *size = written;
+  return status;
+}
+
+Config *BinaryToConfig(const void *binary, uint32_t room, int depth) {
+  BinaryImage image;
+  if (depth > kMaxNestingDepth || !image.Open(binary, room, BinaryImage::Kind::kObject)) {
+    return nullptr;
+  }
+  Config *config = Config::Create();
+  if (config == nullptr) return nullptr;
+  bool converted = config->Reserve(image.count());
+  for (uint32_t i = 0; converted && i < image.count(); ++i) {
+    RecordValue value;
+    // Code 13 holds handles, which mean nothing outside the process that made
+    // them: an image never carries it (children travel under code 12).
+    converted =
+        image.Value(i, &value) && (value.type & kTypeCodeMask) != kCodeConfig &&
+        config->Add(value.id, value.type, value.data, value.length, 0, depth) == SM_STATUS_SUCCESS;
+  }
+  if (!converted) {
+    Config::Destroy(config);
+    return nullptr;
+  }
+  return config;
+}
+
+int32_t BinaryGetCount(const void *binary, uint16_t *isArray) {
+  const uint32_t magic = binary != nullptr ? HeaderMagic(binary) : 0;
+  const bool known = magic == kObjectMagic || magic == kArrayMagic;
+  if (isArray != nullptr) *isArray = magic == kArrayMagic ? 1 : 0;
+  return known ? HeaderCount(binary) : -1;
+}
+
+uint32_t BinaryGetSize(const void *binary, uint16_t *isArray) {
+  const uint32_t magic = binary != nullptr ? HeaderMagic(binary) : 0;
+  const bool known = magic == kObjectMagic || magic == kArrayMagic;
+  if (isArray != nullptr) *isArray = magic == kArrayMagic ? 1 : 0;
+  return known ? HeaderTotal(binary) : 0;
+}
+
+uint32_t BinaryGetDataById(const void *binary, uint16_t id, uint8_t *type, void *buffer,
+                           uint32_t *size) {
+  if (binary == nullptr || !IsValidId(id) || size == nullptr) return SM_STATUS_INVALID_PARAMETER;
+  BinaryImage image;
+  if (!image.Open(binary, kMaxImageSize, BinaryImage::Kind::kObject)) return SM_STATUS_OS_FAILURE;
+  const uint32_t index = image.Find(id);
+  if (index == image.count()) return SM_STATUS_NOT_AVAILABLE;
+  RecordValue value;
+  if (!image.Value(index, &value)) return SM_STATUS_OS_FAILURE;
+  // By ID an inline value reads as its whole 4-byte slot (a 1-byte value comes
+  // back as 4 bytes, its value first); reading by index gives the real length.
+  // Callers of both rely on the difference.
+  const uint32_t length = value.isInline ? kInlineSlot : value.length;
+  if (buffer == nullptr || *size < length) {
+    *size = length;
+    return SM_STATUS_BUFFER_TOO_SMALL;
+  }
+  std::memcpy(buffer, value.data, length);
+  *size = length;
+  if (type != nullptr) *type = value.type;
+  return SM_STATUS_SUCCESS;
+}
+
+uint32_t BinaryGetDataByIndex(const void *binary, uint32_t index, uint16_t *id, uint8_t *type,
+                              void *buffer, uint32_t *size) {
+  if (binary == nullptr || id == nullptr || size == nullptr) return SM_STATUS_INVALID_PARAMETER;
+  // The index is tested against the header's count before the magic.
+  if (index >= HeaderCount(binary)) return SM_STATUS_NOT_IN_USE;
+  BinaryImage image;
+  RecordValue value;
+  if (!image.Open(binary, kMaxImageSize, BinaryImage::Kind::kObject) ||
+      !image.Value(index, &value)) {
+    return SM_STATUS_OS_FAILURE;
+  }
+  if (buffer == nullptr || *size < value.length) {
+    *size = value.length;
+    return SM_STATUS_BUFFER_TOO_SMALL;
+  }
+  std::memcpy(buffer, value.data, value.length);
+  *id = value.id;
+  *size = value.length;
+  if (type != nullptr) *type = value.type;
+  return SM_STATUS_SUCCESS;
+}
+
+uint32_t BinarySetData(void *binary, uint32_t *size, uint16_t id, uint8_t type, const void *data,
+                       uint32_t dataSize) {
+  if (binary == nullptr || size == nullptr || data == nullptr || !IsValidId(id) || type == 0) {
+    return SM_STATUS_INVALID_PARAMETER;
+  }
+  if (*size <= 15) return SM_STATUS_BUFFER_TOO_SMALL;
+  BinaryImage image;
+  if (!image.Open(binary, *size, BinaryImage::Kind::kObject)) return SM_STATUS_INVALID_PARAMETER;
+  const uint32_t index = image.Find(id);
+  if (index == image.count()) return SM_STATUS_NOT_AVAILABLE;  // this never adds an ID
+  RecordValue value;
+  if (!image.Value(index, &value)) return SM_STATUS_INVALID_PARAMETER;
+  if (value.type != type) return SM_STATUS_NOT_AVAILABLE;
+
+  auto *record = static_cast<uint8_t *>(binary) + (image.Record(index) - image.base());
+  if (value.isInline && dataSize <= kInlineSlot) {
+    // The slot is cleared first so that its unused bytes stay zero.
+    std::memset(record + 4, 0, kInlineSlot);
+    std::memcpy(record + 4, data, dataSize);
+    record[3] = static_cast<uint8_t>((dataSize - 1) & 3u);
+    *size = image.totalSize();
+    return SM_STATUS_SUCCESS;
+  }
+  if (!value.isInline && dataSize == value.length) {
+    std::memmove(static_cast<uint8_t *>(binary) + (value.data - image.base()), data, dataSize);
+    *size = image.totalSize();
+    return SM_STATUS_SUCCESS;
+  }
+
+  // The length changes: rebuild the block from a config holding the new value.
+  Config *config = BinaryToConfig(binary, *size, 0);
+  if (config == nullptr) return SM_STATUS_NOT_AVAILABLE;
+  uint32_t status = config->Add(id, type, data, dataSize, 1, 0);
+  if (status == SM_STATUS_SUCCESS) {
+    if (config->binarySize() > *size) {
+      *size = config->binarySize();
+      status = SM_STATUS_BUFFER_TOO_SMALL;
+    } else {
+      uint32_t room = *size;
+      status = ConfigToBinary(config, binary, &room);
+      *size = HeaderTotal(binary);
+    }
+  }
+  Config::Destroy(config);
+  return status;
+}
+
+namespace {
+
+// One walk: the caller's callbacks and the recurse choice.
+class Walker {
+ public:
+  Walker(uint32_t context, SMSDOBinaryWalkBeginFn begin, SMSDOBinaryWalkEntryFn entry,
+         SMSDOBinaryWalkAfterEntryFn afterEntry, SMSDOBinaryWalkEndFn end, bool recurse)
+      : context_(context),
+        begin_(begin),
+        entry_(entry),
+        afterEntry_(afterEntry),
+        end_(end),
+        recurse_(recurse) {}
+
+  // True when everything the walk will read lies inside its image: the same
+  // traversal as Visit, without callbacks.
+  bool Check(const uint8_t *base, uint32_t room, bool visitRecords, int depth) const;
+
+  // Visits one image: begin, its elements or records, end. A non-zero result
+  // from begin, entry or a nested visit ends the whole walk.
+  uint32_t Visit(const uint8_t *base, uint32_t room, uint32_t parentCookie, int32_t elementIndex,
+                 bool visitRecords, int depth) const;
+
+ private:
+  uint32_t context_;
+  SMSDOBinaryWalkBeginFn begin_;
+  SMSDOBinaryWalkEntryFn entry_;
+  SMSDOBinaryWalkAfterEntryFn afterEntry_;
+  SMSDOBinaryWalkEndFn end_;
+  bool recurse_;
+};
+
+bool Walker::Check(const uint8_t *base, uint32_t room, bool visitRecords, int depth) const {
+  BinaryImage image;
+  if (depth > kMaxNestingDepth || !image.Open(base, room, BinaryImage::Kind::kEither)) {
+    return false;
+  }
+  if (image.count() == 0) return true;
+  if (image.isArray()) {
+    uint32_t offset = kHeaderSize;
+    for (uint32_t i = 0; i < image.count(); ++i) {
+      uint32_t size = 0;
+      if (!image.Element(offset, &size) || !Check(base + offset, size, recurse_, depth + 1)) {
+        return false;
+      }
+      offset += size;
+    }
+    return true;
+  }
+  if (!visitRecords) return true;
+  for (uint32_t i = 0; i < image.count(); ++i) {
+    RecordValue value;
+    if (!image.Value(i, &value)) return false;
+    if ((value.type & kTypeCodeMask) == kCodeBinary && recurse_ &&
+        !Check(value.data, value.length, true, depth + 1)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+uint32_t Walker::Visit(const uint8_t *base, uint32_t room, uint32_t parentCookie,
+                       int32_t elementIndex, bool visitRecords, int depth) const {
+  BinaryImage image;
+  if (depth > kMaxNestingDepth || !image.Open(base, room, BinaryImage::Kind::kEither)) {
+    return SM_STATUS_INVALID_PARAMETER;
+  }
+  const uint32_t count = image.count();
+  if (count == 0) return SM_STATUS_SUCCESS;  // an empty image makes no callback
+  const uint32_t isArray = image.isArray() ? 1 : 0;
+  uint32_t result = begin_(context_, parentCookie, isArray, count, elementIndex, base);
+  if (result != 0) return result;
+
+  if (isArray != 0) {
+    // Elements always get their begin and end; their records only on recursion.
+    uint32_t offset = kHeaderSize;
+    for (uint32_t i = 0; i < count; ++i) {
+      uint32_t size = 0;
+      if (!image.Element(offset, &size)) return SM_STATUS_INVALID_PARAMETER;
+      result =
+          Visit(base + offset, size, parentCookie, static_cast<int32_t>(i), recurse_, depth + 1);
+      if (result != 0) return result;
+      offset += size;
+    }
+  } else if (visitRecords) {
+    for (uint32_t i = 0; i < count; ++i) {
+      RecordValue value;
+      if (!image.Value(i, &value)) return SM_STATUS_INVALID_PARAMETER;
+      uint32_t cookie = 0;
+      const uint8_t type = value.type;
+      result = entry_(context_, &cookie, value.id, type >> 6, (type >> 5) & 1u, (type >> 4) & 1u,
+                      type & kTypeCodeMask, value.length, value.data);
+      if (result != 0) return result;
+      if ((type & kTypeCodeMask) == kCodeBinary && recurse_) {
+        result = Visit(value.data, value.length, cookie, -1, true, depth + 1);
+        if (result != 0) return result;
+      }
+      if (afterEntry_ != nullptr) result = afterEntry_(context_, cookie);
+    }
+  }
+  if (end_ != nullptr) result = end_(context_, parentCookie, isArray);
+  return result;
+}
+
+}  // namespace
+
+uint32_t BinaryWalk(const void *binary, uint32_t context, SMSDOBinaryWalkBeginFn begin,
+                    SMSDOBinaryWalkEntryFn entry, SMSDOBinaryWalkAfterEntryFn afterEntry,
+                    SMSDOBinaryWalkEndFn end, uint32_t recurse) {
+  if (binary == nullptr || begin == nullptr || entry == nullptr) {
+    return SM_STATUS_INVALID_PARAMETER;
+  }
+  // The flag is compared as a signed 16-bit number: only its low half counts.
+  const bool recurseFlag = static_cast<int16_t>(recurse) == 1;
+  const Walker walker(context, begin, entry, afterEntry, end, recurseFlag);
+  const auto *base = static_cast<const uint8_t *>(binary);
+  if (!walker.Check(base, kMaxImageSize, true, 0)) return SM_STATUS_INVALID_PARAMETER;
+  return walker.Visit(base, kMaxImageSize, 0, -1, true, 0);
+}
+
+}  // namespace kx::sdo

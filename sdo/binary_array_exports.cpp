@@ -1,0 +1,31 @@
+// Exported entry points of SDO binary arrays: one line each, forwarding to
+// kx::sdo (binary_array.h).
+#include "kxsupt/sdo.h"
+#include "sdo/binary_array.h"
+#include "sdo/binary_image.h"
+
+extern "C" {
+
+SMStatus SMSDOBinaryArrayInitHeader(void *pBuffer, uint32_t bufferSize) {
+  return kx::sdo::BinaryArrayInitHeader(pBuffer, bufferSize);
+}
+SMStatus SMSDOBinaryArrayAddData(void *pArray, uint32_t *pSize, const void *pElement,
+                                 uint32_t elementSize) {
+  return kx::sdo::BinaryArrayAddData(pArray, pSize, pElement, elementSize);
+}
+SMStatus SMSDOBinaryArrayGetByIndex(const void *pArray, uint32_t /*unused*/, uint32_t index,
+                                    void *pBuffer, uint32_t *pSize) {
+  return kx::sdo::BinaryArrayGetByIndex(pArray, index, pBuffer, pSize);
+}
+SMStatus SMSDOConfigArrayToBinaryArray(SDOConfig *const *ppConfigs, uint32_t count, void *pBuffer,
+                                       uint32_t *pSize) {
+  return kx::sdo::ConfigArrayToBinaryArray(reinterpret_cast<kx::sdo::Config *const *>(ppConfigs),
+                                           count, pBuffer, pSize);
+}
+SMStatus SMSDOBinaryArrayToConfigArray(const void *pArray, SDOConfig **ppConfigs,
+                                       uint32_t *pCount) {
+  return kx::sdo::BinaryArrayToConfigArray(
+      pArray, kx::sdo::kMaxImageSize, reinterpret_cast<kx::sdo::Config **>(ppConfigs), pCount, 0);
+}
+
+}  // extern "C"

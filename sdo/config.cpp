@@ -1,0 +1,356 @@
+// SDO config objects: adding (with the code-12 conversion and code-13
+// ownership rules), reading, removing, the cached binary size and its
+// deliberately different recomputation, cloning and comparing by binary form.
+// The index is a sorted vector of (ID, entry) slots: for the tens to hundreds
+// of values a config holds, a binary search over contiguous slots beats a tree.
+#include "sdo/config.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "kxsupt/base.h"
+#include "sdo/binary.h"
+#include "sdo/binary_array.h"
+#include "sdo/binary_image.h"
+
+namespace kx::sdo {
+
+namespace {
+
+constexpr uint32_t kMaxCount = 65535;  // the count is a 16-bit field of the binary form
+constexpr uint32_t kInitialSlots = 16;
+
+Config *LoadHandle(const uint8_t *at) {
+  Config *config;
+  std::memcpy(&config, at, sizeof config);
+  return config;
+}
+
+bool HoldsChild(const Entry &entry, const Config *child) {
+  if (!entry.holdsChildren()) return false;
+  for (uint32_t i = 0; i < entry.childCount(); ++i) {
+    if (entry.child(i) == child) return true;
+  }
+  return false;
+}
+
+// Frees an entry and the children it owns, except those that `keeper` holds
+// (a replacement that stores some of the same handles again keeps them).
+void ReleaseEntry(Entry *entry, const Entry *keeper = nullptr) {
+  if (entry->holdsChildren()) {
+    for (uint32_t i = 0; i < entry->childCount(); ++i) {
+      Config *child = entry->child(i);
+      if (child != nullptr && (keeper == nullptr || !HoldsChild(*keeper, child))) {
+        Config::Destroy(child);
+      }
+    }
+  }
+  std::free(entry);
+}
+
+template <typename Index>  // const or mutable slots
+auto LowerBound(Index &index, uint16_t id) {
+  return std::lower_bound(index.begin(), index.end(), id,
+                          [](const Config::Slot &slot, uint16_t key) { return slot.id < key; });
+}
+
+// Copies a found value out: a null buffer or one too small gives 16, and the
+// size out is the value's size in every case.
+uint32_t CopyOut(const Entry &entry, void *buffer, uint32_t *size) {
+  uint32_t room = *size;
+  *size = entry.size;
+  if (buffer == nullptr || room < entry.size) return SM_STATUS_BUFFER_TOO_SMALL;
+  std::memcpy(buffer, entry.data(), entry.size);
+  return SM_STATUS_SUCCESS;
+}
+
+}  // namespace
+
+Config *Entry::child(uint32_t i) const {
+  return LoadHandle(data() + kHandleSize * i);
+}
+
+uint64_t BinaryValueSize(uint8_t type, const uint8_t *value, uint32_t size) {
+  if ((type & kTypeCodeMask) != kCodeConfig) return size;
+  if ((type & kArrayFlag) == 0) {
+    const Config *child = LoadHandle(value);
+    return child != nullptr ? child->binarySize() : 0;
+  }
+  // An array becomes a binary array: its header, then each element's image.
+  // Null handles are skipped by that conversion, so they count nothing here.
+  uint64_t sum = kHeaderSize;
+  for (uint32_t at = 0; at + kHandleSize <= size; at += kHandleSize) {
+    const Config *child = LoadHandle(value + at);
+    if (child != nullptr) sum += child->binarySize();
+  }
+  return sum;
+}
+
+Config *Config::Create() {
+  return new (std::nothrow) Config;
+}
+
+void Config::Destroy(Config *config) {
+  delete config;
+}
+
+Config::~Config() {
+  Clear();
+}
+
+void Config::Clear() {
+  for (const Slot &slot : index_) ReleaseEntry(slot.entry);
+  index_.clear();
+}
+
+bool Config::Reserve(uint32_t n) {
+  try {
+    index_.reserve(n);
+    return true;
+  } catch (const std::bad_alloc &) {
+    return false;
+  }
+}
+
+const Entry *Config::Find(uint16_t id) const {
+  auto it = LowerBound(index_, id);
+  return it != index_.end() && it->id == id ? it->entry : nullptr;
+}
+
+uint32_t Config::Add(uint16_t id, uint8_t type, const void *data, uint32_t size, uint32_t replace,
+                     int depth) {
+  if (!IsValidId(id) || type == 0 || data == nullptr || size == 0) {
+    return SM_STATUS_INVALID_PARAMETER;
+  }
+  const uint8_t code = type & kTypeCodeMask;
+  const auto *bytes = static_cast<const uint8_t *>(data);
+  const uint8_t attributes = type & 0xF0;
+
+  if (code == kCodeConfig) {
+    // A single child is passed as the handle itself; the value is its bytes.
+    if ((type & kArrayFlag) == 0) {
+      return Store(id, type, reinterpret_cast<const uint8_t *>(&data), kHandleSize, replace);
+    }
+    if (size % kHandleSize != 0) return SM_STATUS_INVALID_PARAMETER;
+    return Store(id, type, bytes, size, replace);
+  }
+  if (code != kCodeBinary) return Store(id, type, bytes, size, replace);
+
+  // Code 12: a binary image, converted into children on the way in. Its size
+  // bounds every read of the image.
+  if (size < 4) return SM_STATUS_INVALID_PARAMETER;
+  const uint32_t magic = Load32(bytes);
+  if (magic == kObjectMagic) {
+    Config *child = BinaryToConfig(bytes, size, depth + 1);
+    if (child == nullptr) return SM_STATUS_ERROR;
+    uint32_t status = Store(id, attributes | kCodeConfig, reinterpret_cast<const uint8_t *>(&child),
+                            kHandleSize, replace);
+    if (status != SM_STATUS_SUCCESS) Destroy(child);  // never handed out: not to be lost
+    return status;
+  }
+  if (magic != kArrayMagic) return SM_STATUS_INVALID_PARAMETER;
+  // An inconsistent header is refused as the conversion refuses it, before
+  // its count sizes an allocation.
+  BinaryImage array;
+  if (!array.Open(bytes, size, BinaryImage::Kind::kArray)) return SM_STATUS_OS_FAILURE;
+  const uint32_t elements = array.count();
+  Config **children = nullptr;
+  if (elements != 0) {
+    children = static_cast<Config **>(std::calloc(elements, sizeof(Config *)));
+    if (children == nullptr) return SM_STATUS_NO_MEMORY;
+  }
+  uint32_t converted = elements;
+  uint32_t status = BinaryArrayToConfigArray(bytes, size, children, &converted, depth + 1);
+  if (status == SM_STATUS_SUCCESS) {
+    status = Store(id, attributes | kArrayFlag | kCodeConfig,
+                   reinterpret_cast<const uint8_t *>(children), elements * kHandleSize, replace);
+    if (status != SM_STATUS_SUCCESS) {
+      for (uint32_t i = 0; i < elements; ++i) Destroy(children[i]);
+    }
+  }
+  std::free(children);  // the entry keeps its own copy of the handles
+  return status;
+}
+
+uint32_t Config::Store(uint16_t id, uint8_t type, const uint8_t *value, uint32_t size,
+                       uint32_t replace) {
+  if (index_.size() >= kMaxCount) return SM_STATUS_WRITE_FAILED;
+  // The limit counts the old value too when replacing: a replacement that would
+  // fit only once the old value has gone is refused.
+  const uint64_t cost = EntryCost(BinaryValueSize(type, value, size));
+  if (binarySize_ + cost > kMaxImageSize) return SM_STATUS_WRITE_FAILED;
+
+  auto *entry = static_cast<Entry *>(std::calloc(1, sizeof(Entry) + size));
+  if (entry == nullptr) return SM_STATUS_NO_MEMORY;
+  entry->size = size;
+  entry->id = id;
+  entry->type = type;
+  if (size != 0) std::memcpy(entry->data(), value, size);  // an empty array has no handles
+
+  auto it = LowerBound(index_, id);
+  if (it != index_.end() && it->id == id) {
+    if (replace != 1) {
+      std::free(entry);
+      return SM_STATUS_IN_USE;
+    }
+    Entry *old = it->entry;
+    const uint64_t oldCost = EntryCost(*old);
+    it->entry = entry;
+    binarySize_ = static_cast<uint32_t>(binarySize_ + cost - oldCost);
+    ReleaseEntry(old, entry);
+    return SM_STATUS_SUCCESS;
+  }
+  const auto position = it - index_.begin();
+  try {
+    if (index_.size() == index_.capacity()) {
+      index_.reserve(std::max<size_t>(kInitialSlots, 2 * index_.capacity()));
+    }
+    index_.insert(index_.begin() + position, Slot{entry, id});
+  } catch (const std::bad_alloc &) {
+    std::free(entry);
+    return SM_STATUS_NO_MEMORY;
+  }
+  binarySize_ += static_cast<uint32_t>(cost);
+  return SM_STATUS_SUCCESS;
+}
+
+uint32_t Config::GetById(uint16_t id, uint8_t *type, void *buffer, uint32_t *size) const {
+  if (!IsValidId(id) || size == nullptr) return SM_STATUS_INVALID_PARAMETER;
+  const Entry *entry = Find(id);
+  if (entry == nullptr) return SM_STATUS_NOT_AVAILABLE;
+  if (type != nullptr) *type = entry->type;
+  return CopyOut(*entry, buffer, size);
+}
+
+uint32_t Config::GetByIndex(uint32_t index, uint16_t *id, uint8_t *type, void *buffer,
+                            uint32_t *size) const {
+  if (id == nullptr || size == nullptr) return SM_STATUS_INVALID_PARAMETER;
+  if (index >= count()) return SM_STATUS_NOT_IN_USE;
+  const Entry *entry = index_[index].entry;
+  *id = entry->id;
+  if (type != nullptr) *type = entry->type;
+  return CopyOut(*entry, buffer, size);
+}
+
+uint32_t Config::Remove(uint16_t id, uint32_t index, uint32_t removeAll) {
+  if (removeAll != 0) {
+    Clear();
+    binarySize_ = kEmptyBinarySize;
+    return SM_STATUS_SUCCESS;
+  }
+  size_t position;
+  if (IsValidId(id)) {
+    auto it = LowerBound(index_, id);
+    if (it == index_.end() || it->id != id) return SM_STATUS_NOT_AVAILABLE;
+    position = static_cast<size_t>(it - index_.begin());
+  } else {
+    // An invalid ID hands the choice to the index.
+    if (index >= count()) return SM_STATUS_NOT_IN_USE;
+    position = index;
+  }
+  Entry *entry = index_[position].entry;
+  index_.erase(index_.begin() + static_cast<std::ptrdiff_t>(position));
+  binarySize_ -= static_cast<uint32_t>(EntryCost(*entry));  // children's sizes as they are now
+  ReleaseEntry(entry);
+  return SM_STATUS_SUCCESS;
+}
+
+uint32_t Config::RecalcBinarySize() {
+  // Not the cost rule: every value counts at full size, even when it would sit
+  // inline, and an array of children counts without its 8-byte header. Callers
+  // depend on this sum as it is, so a recomputed config with small values or
+  // arrays no longer converts cleanly.
+  uint32_t sum = kEmptyBinarySize;
+  for (const Slot &slot : index_) {
+    const Entry &entry = *slot.entry;
+    sum += kRecordSize;
+    if (!entry.holdsChildren()) {
+      sum += entry.size;
+      continue;
+    }
+    for (uint32_t i = 0; i < entry.childCount(); ++i) {
+      const Config *child = entry.child(i);
+      if (child != nullptr) sum += child->binarySize();
+    }
+  }
+  binarySize_ = sum;
+  return sum;
+}
+
+uint32_t GetCount(const Config *config) {
+  return config != nullptr ? config->count() : ~0u;
+}
+
+uint32_t GetBinarySize(const Config *config) {
+  return config != nullptr ? config->binarySize() : 0;
+}
+
+uint32_t RecalcBinarySize(Config *config) {
+  return config != nullptr ? config->RecalcBinarySize() : 0;
+}
+
+uint32_t AddData(Config *config, uint16_t id, uint8_t type, const void *data, uint32_t size,
+                 uint32_t replace) {
+  if (config == nullptr) return SM_STATUS_INVALID_PARAMETER;
+  return config->Add(id, type, data, size, replace, 0);
+}
+
+uint32_t GetDataById(const Config *config, uint16_t id, uint8_t *type, void *buffer,
+                     uint32_t *size) {
+  if (config == nullptr) return SM_STATUS_INVALID_PARAMETER;
+  return config->GetById(id, type, buffer, size);
+}
+
+uint32_t GetDataByIndex(const Config *config, uint32_t index, uint16_t *id, uint8_t *type,
+                        void *buffer, uint32_t *size) {
+  if (config == nullptr) return SM_STATUS_INVALID_PARAMETER;
+  return config->GetByIndex(index, id, type, buffer, size);
+}
+
+uint32_t RemoveData(Config *config, uint16_t id, uint32_t index, uint32_t removeAll) {
+  if (config == nullptr) return SM_STATUS_INVALID_PARAMETER;
+  return config->Remove(id, index, removeAll);
+}
+
+namespace {
+
+// The image of a config whose cached size is a valid image size, written into
+// a fresh heap block (released with std::free); null on any failure.
+uint8_t *ImageOf(const Config &config) {
+  const uint32_t size = config.binarySize();
+  if (size < kEmptyBinarySize || size > kMaxImageSize) return nullptr;
+  auto *image = static_cast<uint8_t *>(std::malloc(size));
+  if (image == nullptr) return nullptr;
+  uint32_t written = 0;
+  if (WriteBinary(config, image, size, &written) != SM_STATUS_SUCCESS) {
+    std::free(image);
+    return nullptr;
+  }
+  return image;
+}
+
+}  // namespace
+
+int32_t CompareByValue(const Config *a, const Config *b) {
+  if (a == nullptr || b == nullptr) return a == b ? 1 : 0;
+  if (a->binarySize() != b->binarySize()) return 0;
+  uint8_t *imageA = ImageOf(*a);
+  uint8_t *imageB = imageA != nullptr ? ImageOf(*b) : nullptr;
+  const bool equal = imageB != nullptr && std::memcmp(imageA, imageB, a->binarySize()) == 0;
+  std::free(imageA);
+  std::free(imageB);
+  return equal ? 1 : 0;
+}
+
+Config *Clone(const Config *config) {
+  if (config == nullptr) return nullptr;
+  uint8_t *image = ImageOf(*config);
+  if (image == nullptr) return nullptr;
+  Config *clone = BinaryToConfig(image, config->binarySize(), 0);
+  std::free(image);
+  return clone;
+}
+
+}  // namespace kx::sdo
