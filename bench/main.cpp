@@ -41,7 +41,8 @@ class TableReporter : public benchmark::ConsoleReporter {
       if (run.error_occurred) continue;
       std::string key;
       bool is_ours = true;
-      SplitName(run.benchmark_name(), &key, &is_ours);
+      // The run name leaves out an aggregate's "_mean" suffix.
+      SplitName(run.run_name.str(), &key, &is_ours);
       if (rows_.find(key) == rows_.end()) order_.push_back(key);
       double ns = run.GetAdjustedRealTime() * ToNanoseconds(run.time_unit);
       (is_ours ? rows_[key].ours_ns : rows_[key].anchor_ns) = ns;

@@ -197,8 +197,8 @@ uint32_t BinarySetData(void *binary, uint32_t *size, uint16_t id, uint8_t type, 
 
   auto *record = static_cast<uint8_t *>(binary) + (image.Record(index) - image.base());
   if (value.isInline && dataSize <= kInlineSlot) {
-    // The slot is cleared first so that its unused bytes stay zero.
-    std::memset(record + 4, 0, kInlineSlot);
+    // Only the new bytes are written: the rest of the slot keeps what it held,
+    // and a by-ID read, which returns the whole slot, shows it.
     std::memcpy(record + 4, data, dataSize);
     record[3] = static_cast<uint8_t>((dataSize - 1) & 3u);
     *size = image.totalSize();

@@ -172,11 +172,15 @@ TEST(SdoBinary, set_data_changes_in_place_or_rebuilds) {
   const uint16_t small = 0xBEEF;
   const uint8_t one = 0x42;
   uint32_t size = 64;
-  // Inline stays inline: the slot is rewritten, its unused bytes cleared.
+  // Inline stays inline: only the new bytes are written into the slot.
   ASSERT_EQ(SMSDOBinarySetData(block.data(), &size, 5, 0x02, &small, 2), 0u);
   EXPECT_EQ(size, 30u);
   ASSERT_EQ(SMSDOBinarySetData(block.data(), &size, 5, 0x02, &one, 1), 0u);
-  EXPECT_EQ(Bytes(block.begin() + 19, block.begin() + 24), (Bytes{0x00, 0x42, 0, 0, 0}));
+  EXPECT_EQ(Bytes(block.begin() + 19, block.begin() + 24), (Bytes{0x00, 0x42, 0xBE, 0, 0}));
+  uint8_t slot[4];
+  uint32_t slotSize = sizeof slot;
+  ASSERT_EQ(SMSDOBinaryGetDataByID(block.data(), 5, nullptr, slot, &slotSize), 0u);
+  EXPECT_EQ(Bytes(slot, slot + slotSize), (Bytes{0x42, 0xBE, 0, 0}));
   // Same length out of line: overwritten in place.
   const uint8_t six[] = {1, 2, 3, 4, 5, 6};
   size = 64;
