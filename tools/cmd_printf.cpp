@@ -18,7 +18,7 @@ namespace {
 
 // One conversion of the format: its text ("%-08.3lx") and what it consumes.
 struct Conversion {
-  std::string spec;
+  std::string directive;
   char letter = 0;
   bool is_long = false;
 };
@@ -121,13 +121,13 @@ class ArgumentCursor {
 
 // Formats one conversion with one argument through the library's engine.
 template <typename Arg>
-std::string Engine(const std::string &spec, Arg arg) {
+std::string Engine(const std::string &directive, Arg arg) {
   std::vector<char> buffer(256);
   for (;;) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
     int32_t stored =
-        SMsnprintf(buffer.data(), static_cast<uint32_t>(buffer.size()), spec.c_str(), arg);
+        SMsnprintf(buffer.data(), static_cast<uint32_t>(buffer.size()), directive.c_str(), arg);
 #pragma GCC diagnostic pop
     // The result counts bytes stored: a full buffer may mean it was cut short.
     if (stored >= 0 && static_cast<size_t>(stored) + 1 < buffer.size()) {
@@ -152,35 +152,35 @@ std::vector<uint16_t> ToUcs2(const std::string &text) {
 }
 
 std::string FormatOne(const Conversion &conversion, ArgumentCursor &args) {
-  const std::string &spec = conversion.spec;
+  const std::string &directive = conversion.directive;
   switch (conversion.letter) {
     case 'd':
     case 'i':
-      if (conversion.is_long) return Engine(spec, args.Signed());
-      return Engine(spec, static_cast<int>(args.Signed()));
+      if (conversion.is_long) return Engine(directive, args.Signed());
+      return Engine(directive, static_cast<int>(args.Signed()));
     case 'o':
     case 'u':
     case 'x':
     case 'X':
-      if (conversion.is_long) return Engine(spec, args.Unsigned());
-      return Engine(spec, static_cast<unsigned>(args.Unsigned()));
+      if (conversion.is_long) return Engine(directive, args.Unsigned());
+      return Engine(directive, static_cast<unsigned>(args.Unsigned()));
     case 'c': {
       const std::string &text = args.Next();
-      return Engine(spec, text.empty() ? 0 : static_cast<unsigned char>(text[0]));
+      return Engine(directive, text.empty() ? 0 : static_cast<unsigned char>(text[0]));
     }
     case 'p':
-      return Engine(spec, reinterpret_cast<void *>(args.Unsigned()));
+      return Engine(directive, reinterpret_cast<void *>(args.Unsigned()));
     case 'e':
     case 'E':
     case 'f':
     case 'g':
     case 'G':
-      return Engine(spec, args.Real());
+      return Engine(directive, args.Real());
     case 's':
-      return Engine(spec, args.Next().c_str());
+      return Engine(directive, args.Next().c_str());
     case 'S': {
       std::vector<uint16_t> units = ToUcs2(args.Next());
-      return Engine(spec, units.data());
+      return Engine(directive, units.data());
     }
     default:
       throw UsageError(std::string("unsupported conversion: %") + conversion.letter);
@@ -204,32 +204,32 @@ std::string Render(const std::string &format, ArgumentCursor &args) {
       continue;
     }
     Conversion conversion;
-    conversion.spec = "%";
+    conversion.directive = "%";
     ++i;
     while (i < format.size() && std::string("-+ #0").find(format[i]) != std::string::npos) {
-      conversion.spec += format[i++];
+      conversion.directive += format[i++];
     }
     auto number_or_star = [&] {
       if (i < format.size() && format[i] == '*') {
-        conversion.spec += std::to_string(static_cast<int>(args.Signed()));
+        conversion.directive += std::to_string(static_cast<int>(args.Signed()));
         ++i;
         return;
       }
       while (i < format.size() && format[i] >= '0' && format[i] <= '9')
-        conversion.spec += format[i++];
+        conversion.directive += format[i++];
     };
     number_or_star();
     if (i < format.size() && format[i] == '.') {
-      conversion.spec += format[i++];
+      conversion.directive += format[i++];
       number_or_star();
     }
     while (i < format.size() && std::string("hlL").find(format[i]) != std::string::npos) {
       if (format[i] == 'l') conversion.is_long = true;
-      conversion.spec += format[i++];
+      conversion.directive += format[i++];
     }
     if (i == format.size()) throw UsageError("format ends inside a conversion");
     conversion.letter = format[i++];
-    conversion.spec += conversion.letter;
+    conversion.directive += conversion.letter;
     if (conversion.letter == 'n') throw UsageError("%n is not supported");
     out += FormatOne(conversion, args);
   }
