@@ -1,6 +1,8 @@
-// Linked lists through their exported entries: long seeded random operation
+// Linked lists through their exported entries: seeded random operation
 // sequences checked step by step against a std::list model of the same
-// entries, then the edge cases worth pinning one by one.
+// entries (links both ways, tail, walk visits, the links that removed entries
+// keep), written once for both families; then the rules and quirks that the
+// random sequences do not pin down.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,558 +10,371 @@
 #include <iterator>
 #include <list>
 #include <random>
-#include <set>
+#include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include "kxsupt/containers.h"
 
 namespace {
 
-// ---- entries carrying an int payload ---------------------------------------
+using Callback = SMContainerCallback;
 
-template <typename Entry>
-int ValueOf(const Entry *entry) {
-  int value;
-  std::memcpy(&value, entry->pData, sizeof value);
-  return value;
-}
-
-SMSLListEntry *NewEntry(SMSLListEntry *, int value) {
-  SMSLListEntry *entry = SMSLListEntryAlloc(sizeof(int));
-  std::memcpy(entry->pData, &value, sizeof value);
-  return entry;
-}
-SMDLListEntry *NewEntry(SMDLListEntry *, int value) {
-  SMDLListEntry *entry = SMDLListEntryAlloc(sizeof(int));
-  std::memcpy(entry->pData, &value, sizeof value);
-  return entry;
-}
-void FreeEntry(SMSLListEntry *entry) {
-  SMSLListEntryFree(entry);
-}
-void FreeEntry(SMDLListEntry *entry) {
-  SMDLListEntryFree(entry);
-}
-
-// compare(key, entry): the key's int against the entry's payload.
-template <typename Entry>
-int32_t CompareInt(void *key, void *entry) {
-  const int a = *static_cast<int *>(key);
-  const int b = ValueOf(static_cast<Entry *>(entry));
-  return a < b ? -1 : (a > b ? 1 : 0);
-}
-
-// match(key, entry): 0 on equal payloads, else a non-zero of either sign, so
-// that both signs are seen to mean "go on".
-template <typename Entry>
-int32_t MatchInt(void *key, void *entry) {
-  const int a = *static_cast<int *>(key);
-  const int b = ValueOf(static_cast<Entry *>(entry));
-  return a == b ? 0 : (a < b ? -7 : 7);
-}
-
-// ---- the two families behind one interface ---------------------------------
-
+// The exported calls of each family under one set of names, so that every
+// test is written once for both.
 struct SL {
   using List = SMSLList;
   using Entry = SMSLListEntry;
-  static SMStatus InsertOrdered(List *l, Entry *e, int *key) {
-    return SMSLListInsertEntry(l, e, key, &CompareInt<Entry>);
+  static constexpr bool kDoubly = false;
+  static List *ListAlloc() { return SMSLListAlloc(); }
+  static void ListFree(List *l) { SMSLListFree(l); }
+  static void ListInit(List *l) { SMSLListInitNoAlloc(l); }
+  static Entry *Alloc(uint32_t size) { return SMSLListEntryAlloc(size); }
+  static void Free(Entry *e) { SMSLListEntryFree(e); }
+  static void Init(Entry *e) { SMSLListEntryInitNoAlloc(e); }
+  static void AtHead(List *l, Entry *e) { SMSLListInsertEntryAtHead(l, e); }
+  static void AtTail(List *l, Entry *e) { SMSLListInsertEntryAtTail(l, e); }
+  static SMStatus Ordered(List *l, Entry *e, void *key, Callback compare) {
+    return SMSLListInsertEntry(l, e, key, compare);
   }
-  static Entry *WalkAtHead(List *l, int *key) {
-    return SMSLListWalkAtHead(l, key, &MatchInt<Entry>);
+  static Entry *Walk(List *l, void *key, Callback match) {
+    return SMSLListWalkAtHead(l, key, match);
   }
-  static Entry *Replace(List *l, Entry *e, int *key) {
-    return SMSLListReplaceEntry(l, e, key, &MatchInt<Entry>);
+  static Entry *Replace(List *l, Entry *e, void *key, Callback match) {
+    return SMSLListReplaceEntry(l, e, key, match);
   }
-  static void InsertAtHead(List *l, Entry *e) { SMSLListInsertEntryAtHead(l, e); }
-  static void InsertAtTail(List *l, Entry *e) { SMSLListInsertEntryAtTail(l, e); }
-  static Entry *RemoveAtHead(List *l) { return SMSLListRemoveEntryAtHead(l); }
-  static Entry *RemoveAtTail(List *l) { return SMSLListRemoveEntryAtTail(l); }
-  static int32_t IsEmpty(List *l) { return SMSLListIsEmpty(l); }
-  // The singly linked delete needs the true predecessor.
-  static void Delete(List *l, Entry *prev, Entry *e) { SMSLListDeleteEntry(l, prev, e); }
+  static void Unlink(List *l, Entry *prev, Entry *e) { SMSLListDeleteEntry(l, prev, e); }
+  static Entry *PopHead(List *l) { return SMSLListRemoveEntryAtHead(l); }
+  static Entry *PopTail(List *l) { return SMSLListRemoveEntryAtTail(l); }
+  static int32_t Empty(List *l) { return SMSLListIsEmpty(l); }
 };
 
 struct DL {
   using List = SMDLList;
   using Entry = SMDLListEntry;
-  static SMStatus InsertOrdered(List *l, Entry *e, int *key) {
-    return SMDLListInsertEntry(l, e, key, &CompareInt<Entry>);
+  static constexpr bool kDoubly = true;
+  static List *ListAlloc() { return SMDLListAlloc(); }
+  static void ListFree(List *l) { SMDLListFree(l); }
+  static void ListInit(List *l) { SMDLListInitNoAlloc(l); }
+  static Entry *Alloc(uint32_t size) { return SMDLListEntryAlloc(size); }
+  static void Free(Entry *e) { SMDLListEntryFree(e); }
+  static void Init(Entry *e) { SMDLListEntryInitNoAlloc(e); }
+  static void AtHead(List *l, Entry *e) { SMDLListInsertEntryAtHead(l, e); }
+  static void AtTail(List *l, Entry *e) { SMDLListInsertEntryAtTail(l, e); }
+  static SMStatus Ordered(List *l, Entry *e, void *key, Callback compare) {
+    return SMDLListInsertEntry(l, e, key, compare);
   }
-  static Entry *WalkAtHead(List *l, int *key) {
-    return SMDLListWalkAtHead(l, key, &MatchInt<Entry>);
+  static Entry *Walk(List *l, void *key, Callback match) {
+    return SMDLListWalkAtHead(l, key, match);
   }
-  static Entry *Replace(List *l, Entry *e, int *key) {
-    return SMDLListReplaceEntry(l, e, key, &MatchInt<Entry>);
+  static Entry *Replace(List *l, Entry *e, void *key, Callback match) {
+    return SMDLListReplaceEntry(l, e, key, match);
   }
-  static void InsertAtHead(List *l, Entry *e) { SMDLListInsertEntryAtHead(l, e); }
-  static void InsertAtTail(List *l, Entry *e) { SMDLListInsertEntryAtTail(l, e); }
-  static Entry *RemoveAtHead(List *l) { return SMDLListRemoveEntryAtHead(l); }
-  static Entry *RemoveAtTail(List *l) { return SMDLListRemoveEntryAtTail(l); }
-  static int32_t IsEmpty(List *l) { return SMDLListIsEmpty(l); }
-  static void Delete(List *l, Entry *, Entry *e) { SMDLListDeleteEntry(l, e); }
+  // The doubly linked delete finds the predecessor itself.
+  static void Unlink(List *l, Entry *, Entry *e) { SMDLListDeleteEntry(l, e); }
+  static Entry *PopHead(List *l) { return SMDLListRemoveEntryAtHead(l); }
+  static Entry *PopTail(List *l) { return SMDLListRemoveEntryAtTail(l); }
+  static int32_t Empty(List *l) { return SMDLListIsEmpty(l); }
 };
 
-// The list's links agree with the model: forward order, tail, terminators,
-// and for the doubly linked family the backward order too.
-template <typename Fam>
-::testing::AssertionResult MatchesModel(const typename Fam::List &list,
-                                        const std::list<typename Fam::Entry *> &model) {
-  using Entry = typename Fam::Entry;
-  std::vector<Entry *> forward;
-  for (Entry *e = list.pHead; e != nullptr && forward.size() <= model.size(); e = e->pNext) {
-    forward.push_back(e);
-  }
-  if (!std::equal(forward.begin(), forward.end(), model.begin(), model.end())) {
-    return ::testing::AssertionFailure() << "forward order differs (" << forward.size()
-                                         << " linked, " << model.size() << " in the model)";
-  }
-  Entry *want_tail = model.empty() ? nullptr : model.back();
-  if (list.pTail != want_tail) return ::testing::AssertionFailure() << "wrong tail";
-  if ((list.pHead == nullptr) != (list.pTail == nullptr)) {
-    return ::testing::AssertionFailure() << "head and tail disagree on emptiness";
-  }
-  if constexpr (std::is_same_v<Entry, SMDLListEntry>) {
-    std::vector<Entry *> backward;
-    for (Entry *e = list.pTail; e != nullptr && backward.size() <= model.size(); e = e->pPrev) {
-      backward.push_back(e);
-    }
-    if (!std::equal(backward.begin(), backward.end(), model.rbegin(), model.rend())) {
-      return ::testing::AssertionFailure() << "backward order differs";
-    }
-  }
-  return ::testing::AssertionSuccess();
+template <typename E>
+int ValueOf(const E *entry) {
+  int value;
+  std::memcpy(&value, entry->pData, sizeof value);
+  return value;
 }
 
-template <typename Fam>
-void RunRandomOperations(uint32_t seed, int steps) {
-  using Entry = typename Fam::Entry;
-  typename Fam::List list;
-  if constexpr (std::is_same_v<Fam, SL>) {
-    SMSLListInitNoAlloc(&list);
-  } else {
-    SMDLListInitNoAlloc(&list);
-  }
-  std::list<Entry *> model;
-  std::mt19937 rng(seed);
-  auto value = [&] { return static_cast<int>(rng() % 40); };
-  auto find_first = [&](int v) {
-    return std::find_if(model.begin(), model.end(), [v](Entry *e) { return ValueOf(e) == v; });
-  };
+// A fresh entry carrying `value`, its links pointing at itself: every call
+// that links it must overwrite them.
+template <typename F>
+typename F::Entry *Make(int value) {
+  auto *entry = F::Alloc(sizeof value);
+  std::memcpy(entry->pData, &value, sizeof value);
+  entry->pNext = entry;
+  if constexpr (F::kDoubly) entry->pPrev = entry;
+  return entry;
+}
 
-  for (int step = 0; step < steps; ++step) {
-    const uint32_t op = rng() % 10;
-    int key = value();
+template <typename E>
+int32_t Compare(void *key, void *entry) {
+  const int a = *static_cast<int *>(key), b = ValueOf(static_cast<E *>(entry));
+  return a < b ? -1 : (a > b ? 1 : 0);
+}
+
+// Match callback context: records each visit; entries other than `key`
+// answer with either sign, both of which mean "go on".
+struct Visits {
+  int key;
+  std::vector<void *> seen;
+};
+template <typename E>
+int32_t Visit(void *context, void *entry) {
+  auto *visits = static_cast<Visits *>(context);
+  visits->seen.push_back(entry);
+  const int value = ValueOf(static_cast<E *>(entry));
+  return value == visits->key ? 0 : (value < visits->key ? -7 : 7);
+}
+
+// The visits a walk over [first, last) makes looking for key, and its result.
+template <typename It>
+std::tuple<std::vector<void *>, void *> ExpectedWalk(It first, It last, int key) {
+  std::vector<void *> seen;
+  for (; first != last; ++first) {
+    seen.push_back(*first);
+    if (ValueOf(*first) == key) return {seen, *first};
+  }
+  return {seen, nullptr};
+}
+
+// The list's links agree with the model: forward order and terminator, tail,
+// and for the doubly linked family the backward order too.
+template <typename L, typename E>
+bool MatchesModel(const L &list, const std::list<E *> &model) {
+  const std::vector<E *> want(model.begin(), model.end());
+  std::vector<E *> links;
+  for (E *e = list.pHead; e != nullptr && links.size() <= want.size(); e = e->pNext) {
+    links.push_back(e);
+  }
+  bool same = links == want && list.pTail == (want.empty() ? nullptr : want.back());
+  if constexpr (std::is_same_v<E, SMDLListEntry>) {
+    links.clear();
+    for (E *e = list.pTail; e != nullptr && links.size() <= want.size(); e = e->pPrev) {
+      links.insert(links.begin(), e);
+    }
+    same = same && links == want;
+  }
+  return same;
+}
+
+template <typename F>
+void RunRandomOperations(uint32_t seed) {
+  using E = typename F::Entry;
+  SCOPED_TRACE(F::kDoubly ? "doubly linked" : "singly linked");
+  typename F::List *list = F::ListAlloc();
+  std::list<E *> model;
+  std::mt19937 rng(seed);
+  for (int step = 0; step < 5000; ++step) {
+    const uint32_t op = rng() % 9;
+    int key = static_cast<int>(rng() % 40);
     SCOPED_TRACE(::testing::Message() << "seed " << seed << " step " << step << " op " << op);
+    E *gone = nullptr;  // unlinked by this step: it must keep its old links
+    E *old_next = nullptr, *old_prev = nullptr;
+    auto unlinking = [&](typename std::list<E *>::iterator at) {
+      gone = *at;
+      old_next = std::next(at) == model.end() ? nullptr : *std::next(at);
+      old_prev = at == model.begin() ? nullptr : *std::prev(at);
+    };
     switch (op) {
-      case 0: {  // insert at head
-        Entry *e = NewEntry(static_cast<Entry *>(nullptr), key);
-        Fam::InsertAtHead(&list, e);
-        model.push_front(e);
+      case 0:
+        model.push_front(Make<F>(key));
+        F::AtHead(list, model.front());
         break;
-      }
-      case 1: {  // insert at tail
-        Entry *e = NewEntry(static_cast<Entry *>(nullptr), key);
-        Fam::InsertAtTail(&list, e);
-        model.push_back(e);
+      case 1:
+        model.push_back(Make<F>(key));
+        F::AtTail(list, model.back());
         break;
-      }
       case 2:
-      case 3: {  // ordered insert: before the first greater, refused by the first equal
-        Entry *e = NewEntry(static_cast<Entry *>(nullptr), key);
-        auto at = model.begin();
-        bool refused = false;
-        for (; at != model.end(); ++at) {
-          if (ValueOf(*at) == key) {
-            refused = true;
-            break;
-          }
-          if (key < ValueOf(*at)) break;
-        }
-        const SMStatus status = Fam::InsertOrdered(&list, e, &key);
+      case 3: {  // in front of the first greater entry, refused by the first equal one
+        auto at = std::find_if(model.begin(), model.end(), [&](E *e) { return ValueOf(e) >= key; });
+        const bool refused = at != model.end() && ValueOf(*at) == key;
+        E *e = Make<F>(key);
+        ASSERT_EQ(F::Ordered(list, e, &key, &Compare<E>), refused ? 258u : 0u);
         if (refused) {
-          ASSERT_EQ(status, 258u);
-          FreeEntry(e);
+          F::Free(e);
         } else {
-          ASSERT_EQ(status, 0u);
           model.insert(at, e);
         }
         break;
       }
-      case 4: {  // walk from the head
-        auto at = find_first(key);
-        ASSERT_EQ(Fam::WalkAtHead(&list, &key), at == model.end() ? nullptr : *at);
-        if constexpr (std::is_same_v<Fam, DL>) {
-          auto last = std::find_if(model.rbegin(), model.rend(),
-                                   [key](Entry *e) { return ValueOf(e) == key; });
-          ASSERT_EQ(SMDLListWalkAtTail(&list, &key, &MatchInt<Entry>),
-                    last == model.rend() ? nullptr : *last);
+      case 4: {  // walks: the result and every visit on the way
+        auto [seen, found] = ExpectedWalk(model.begin(), model.end(), key);
+        Visits visits{key, {}};
+        ASSERT_EQ(F::Walk(list, &visits, &Visit<E>), found);
+        ASSERT_EQ(visits.seen, seen);
+        if constexpr (F::kDoubly) {
+          std::tie(seen, found) = ExpectedWalk(model.rbegin(), model.rend(), key);
+          Visits back{key, {}};
+          ASSERT_EQ(SMDLListWalkAtTail(list, &back, &Visit<E>), found);
+          ASSERT_EQ(back.seen, seen);
         }
         break;
       }
       case 5: {  // replace the first match
-        Entry *e = NewEntry(static_cast<Entry *>(nullptr), value());
-        auto at = find_first(key);
-        Entry *old = Fam::Replace(&list, e, &key);
-        if (at == model.end()) {
-          ASSERT_EQ(old, nullptr);
-          FreeEntry(e);
+        auto first_of =
+            std::find_if(model.begin(), model.end(), [&](E *e) { return ValueOf(e) == key; });
+        E *e = Make<F>(static_cast<int>(rng() % 40));
+        Visits visits{key, {}};
+        E *old = F::Replace(list, e, &visits, &Visit<E>);
+        ASSERT_EQ(old, first_of == model.end() ? nullptr : *first_of);
+        if (old == nullptr) {
+          F::Free(e);
+          break;
+        }
+        unlinking(first_of);
+        *first_of = e;
+        break;
+      }
+      default: {  // unlink anywhere (given the predecessor), at the head, at the tail
+        if (model.empty()) {
+          if (op != 6) {
+            ASSERT_EQ((op == 7 ? F::PopHead : F::PopTail)(list), nullptr);
+          }
+          break;
+        }
+        auto at = op == 7   ? model.begin()
+                  : op == 8 ? std::prev(model.end())
+                            : std::next(model.begin(), static_cast<long>(rng() % model.size()));
+        unlinking(at);
+        if (op == 6) {
+          F::Unlink(list, old_prev, gone);
         } else {
-          ASSERT_EQ(old, *at);
-          *at = e;
-          FreeEntry(old);
+          ASSERT_EQ((op == 7 ? F::PopHead : F::PopTail)(list), gone);
         }
-        break;
-      }
-      case 6: {  // delete an entry anywhere, given its predecessor
-        if (model.empty()) break;
-        auto at = std::next(model.begin(), static_cast<long>(rng() % model.size()));
-        Entry *prev = at == model.begin() ? nullptr : *std::prev(at);
-        Entry *e = *at;
-        Fam::Delete(&list, prev, e);
         model.erase(at);
-        FreeEntry(e);
         break;
       }
-      case 7: {
-        Entry *e = Fam::RemoveAtHead(&list);
-        ASSERT_EQ(e, model.empty() ? nullptr : model.front());
-        if (e != nullptr) {
-          model.pop_front();
-          FreeEntry(e);
-        }
-        break;
-      }
-      case 8: {
-        Entry *e = Fam::RemoveAtTail(&list);
-        ASSERT_EQ(e, model.empty() ? nullptr : model.back());
-        if (e != nullptr) {
-          model.pop_back();
-          FreeEntry(e);
-        }
-        break;
-      }
-      default:
-        ASSERT_EQ(Fam::IsEmpty(&list), model.empty() ? 1 : 0);
-        break;
     }
-    ASSERT_TRUE(MatchesModel<Fam>(list, model));
+    if (gone != nullptr) {
+      ASSERT_EQ(gone->pNext, old_next);
+      if constexpr (F::kDoubly) {
+        ASSERT_EQ(gone->pPrev, old_prev);
+      }
+      F::Free(gone);
+    }
+    ASSERT_TRUE(MatchesModel(*list, model));
+    ASSERT_EQ(F::Empty(list), model.empty() ? 1 : 0);
   }
-  for (Entry *e : model) FreeEntry(e);
+  F::ListFree(list);  // the record only: the entries are still the caller's
+  for (E *e : model) F::Free(e);
 }
 
-TEST(ListModel, SinglyLinkedFollowsStdListOverRandomOperations) {
-  for (uint32_t seed : {1u, 2u, 3u, 4u}) RunRandomOperations<SL>(seed, 5000);
-}
-
-TEST(ListModel, DoublyLinkedFollowsStdListOverRandomOperations) {
-  for (uint32_t seed : {11u, 12u, 13u, 14u}) RunRandomOperations<DL>(seed, 5000);
-}
-
-// Ordered inserts alone keep the list sorted and free of duplicates.
-template <typename Fam>
-void OrderedInsertsSort(uint32_t seed) {
-  using Entry = typename Fam::Entry;
-  typename Fam::List list{nullptr, nullptr};
-  std::set<int> model;
-  std::mt19937 rng(seed);
-  for (int i = 0; i < 600; ++i) {
-    int key = static_cast<int>(rng() % 300);
-    Entry *e = NewEntry(static_cast<Entry *>(nullptr), key);
-    const bool fresh = model.insert(key).second;
-    ASSERT_EQ(Fam::InsertOrdered(&list, e, &key), fresh ? 0u : 258u);
-    if (!fresh) FreeEntry(e);
+TEST(ListModel, FollowsStdListOverRandomOperations) {
+  for (uint32_t seed : {1u, 2u, 3u, 4u}) {
+    RunRandomOperations<SL>(seed);
+    RunRandomOperations<DL>(seed + 10);
   }
-  std::vector<int> linked;
-  while (Entry *e = Fam::RemoveAtHead(&list)) {
-    linked.push_back(ValueOf(e));
-    FreeEntry(e);
-  }
-  EXPECT_TRUE(std::equal(linked.begin(), linked.end(), model.begin(), model.end()));
 }
 
-TEST(ListModel, OrderedInsertsAloneSortAndRefuseDuplicates) {
-  OrderedInsertsSort<SL>(21);
-  OrderedInsertsSort<DL>(22);
-}
-
-// ---- edge cases --------------------------------------------------------------
-
-int32_t AlwaysPositive(void *, void *) {
+int32_t Positive(void *, void *) {
   return 1;
 }
-int32_t AlwaysNegative(void *, void *) {
+int32_t Negative(void *, void *) {
   return -1;
 }
 
-TEST(ListEdges, OrderedInsertIntoEmptyListMakesHeadAndTail) {
-  SMSLList list{nullptr, nullptr};
-  int key = 5;
-  SMSLListEntry *e = NewEntry(static_cast<SMSLListEntry *>(nullptr), key);
-  e->pNext = reinterpret_cast<SMSLListEntry *>(&list);  // stale link must be cleared
-  ASSERT_EQ(SMSLListInsertEntry(&list, e, &key, &CompareInt<SMSLListEntry>), 0u);
-  EXPECT_EQ(list.pHead, e);
-  EXPECT_EQ(list.pTail, e);
-  EXPECT_EQ(e->pNext, nullptr);
-  SMSLListEntryFree(e);
-}
-
-TEST(ListEdges, FirstEqualEntryRefusesEvenInUnsortedList) {
-  // [3, 1]: inserting 3 meets the equal head first; inserting 1 meets 3 first,
-  // which sorts after it, so 1 goes in front even though a 1 follows.
-  SMSLList list{nullptr, nullptr};
-  SMSLListEntry *three = NewEntry(static_cast<SMSLListEntry *>(nullptr), 3);
-  SMSLListEntry *one = NewEntry(static_cast<SMSLListEntry *>(nullptr), 1);
-  SMSLListInsertEntryAtTail(&list, three);
-  SMSLListInsertEntryAtTail(&list, one);
-  int key = 3;
-  SMSLListEntry *dup = NewEntry(static_cast<SMSLListEntry *>(nullptr), key);
-  EXPECT_EQ(SMSLListInsertEntry(&list, dup, &key, &CompareInt<SMSLListEntry>), 258u);
-  EXPECT_EQ(list.pHead, three);
-  EXPECT_EQ(three->pNext, one);
-  EXPECT_EQ(list.pTail, one);
-  key = 1;
-  EXPECT_EQ(SMSLListInsertEntry(&list, dup, &key, &CompareInt<SMSLListEntry>), 0u);
-  EXPECT_EQ(list.pHead, dup);
-  EXPECT_EQ(dup->pNext, three);
-  for (SMSLListEntry *e : {dup, three, one}) SMSLListEntryFree(e);
-}
-
-TEST(ListEdges, ConstantCallbacksAppendOrPrepend) {
+// Ordered inserts into hand-built lists: the first equal entry refuses even
+// when a later entry would place the key; constant callbacks append or
+// prepend.
+template <typename F>
+void CheckOrderedInserts() {
+  using E = typename F::Entry;
   struct Case {
-    SMContainerCallback compare;
-    bool appends;
+    std::vector<int> before;
+    int key;
+    Callback compare;
+    int at;  // position taken, -1 when refused
   };
-  for (const Case &c : {Case{&AlwaysPositive, true}, Case{&AlwaysNegative, false}}) {
-    SMSLList sl{nullptr, nullptr};
-    SMDLList dl{nullptr, nullptr};
-    std::vector<SMSLListEntry *> sl_entries;
-    std::vector<SMDLListEntry *> dl_entries;
-    int key = 0;
-    for (int i = 0; i < 5; ++i) {
-      sl_entries.push_back(SMSLListEntryAlloc(0));
-      dl_entries.push_back(SMDLListEntryAlloc(0));
-      ASSERT_EQ(SMSLListInsertEntry(&sl, sl_entries.back(), &key, c.compare), 0u);
-      ASSERT_EQ(SMDLListInsertEntry(&dl, dl_entries.back(), &key, c.compare), 0u);
+  const Case cases[] = {
+      {{}, 5, &Compare<E>, 0},        {{3, 1}, 3, &Compare<E>, -1},   {{3, 1}, 1, &Compare<E>, 0},
+      {{1, 3, 5}, 4, &Compare<E>, 2}, {{1, 3, 5}, 6, &Compare<E>, 3}, {{1, 2, 3}, 2, &Positive, 3},
+      {{1, 2, 3}, 2, &Negative, 0},
+  };
+  for (const Case &c : cases) {
+    typename F::List list{};
+    std::list<E *> model;
+    for (int v : c.before) F::AtTail(&list, model.emplace_back(Make<F>(v)));
+    int key = c.key;
+    E *e = Make<F>(key);
+    EXPECT_EQ(F::Ordered(&list, e, &key, c.compare), c.at < 0 ? 258u : 0u) << key;
+    if (c.at < 0) {
+      F::Free(e);
+    } else {
+      model.insert(std::next(model.begin(), c.at), e);
     }
-    if (!c.appends) {
-      std::reverse(sl_entries.begin(), sl_entries.end());
-      std::reverse(dl_entries.begin(), dl_entries.end());
-    }
-    EXPECT_TRUE(MatchesModel<SL>(sl, {sl_entries.begin(), sl_entries.end()}));
-    EXPECT_TRUE(MatchesModel<DL>(dl, {dl_entries.begin(), dl_entries.end()}));
-    for (auto *e : sl_entries) SMSLListEntryFree(e);
-    for (auto *e : dl_entries) SMDLListEntryFree(e);
+    EXPECT_TRUE(MatchesModel(list, model)) << key;
+    for (E *x : model) F::Free(x);
   }
 }
 
-TEST(ListEdges, EntryAllocPlacesPayloadBehindHeader) {
-  SMSLListEntry *bare = SMSLListEntryAlloc(0);
-  ASSERT_NE(bare, nullptr);
+TEST(ListRules, OrderedInsert) {
+  CheckOrderedInserts<SL>();
+  CheckOrderedInserts<DL>();
+}
+
+// Allocation puts the payload right behind the header; the in-place
+// initialisers clear the links and leave pData alone.
+template <typename F>
+void CheckEntries() {
+  using E = typename F::Entry;
+  E *bare = F::Alloc(0), *full = F::Alloc(16);
   EXPECT_EQ(bare->pData, nullptr);
-  EXPECT_EQ(bare->pNext, nullptr);
-  SMSLListEntryFree(bare);
-
-  SMSLListEntry *sl = SMSLListEntryAlloc(16);
-  ASSERT_NE(sl, nullptr);
-  EXPECT_EQ(sl->pData, reinterpret_cast<char *>(sl) + 2 * sizeof(void *));
-  std::memset(sl->pData, 0xAB, 16);  // the whole payload is ours to write
-  SMSLListEntryFree(sl);
-
-  SMDLListEntry *dl = SMDLListEntryAlloc(16);
-  ASSERT_NE(dl, nullptr);
-  EXPECT_EQ(dl->pData, reinterpret_cast<char *>(dl) + 3 * sizeof(void *));
-  EXPECT_EQ(dl->pNext, nullptr);
-  EXPECT_EQ(dl->pPrev, nullptr);
-  std::memset(dl->pData, 0xCD, 16);
-  SMDLListEntryFree(dl);
-  SMDLListEntry *dbare = SMDLListEntryAlloc(0);
-  ASSERT_NE(dbare, nullptr);
-  EXPECT_EQ(dbare->pData, nullptr);
-  SMDLListEntryFree(dbare);
-}
-
-TEST(ListEdges, InitNoAllocLeavesPayloadPointer) {
-  int payload = 0;
-  SMSLListEntry sl{reinterpret_cast<SMSLListEntry *>(&payload), &payload};
-  SMSLListEntryInitNoAlloc(&sl);
-  EXPECT_EQ(sl.pNext, nullptr);
-  EXPECT_EQ(sl.pData, &payload);
-  SMDLListEntry dl{&dl, &dl, &payload};
-  SMDLListEntryInitNoAlloc(&dl);
-  EXPECT_EQ(dl.pNext, nullptr);
-  EXPECT_EQ(dl.pPrev, nullptr);
-  EXPECT_EQ(dl.pData, &payload);
-  SMSLList list{&sl, &sl};
-  SMSLListInitNoAlloc(&list);
-  EXPECT_EQ(list.pHead, nullptr);
-  EXPECT_EQ(list.pTail, nullptr);
-}
-
-TEST(ListEdges, RemoveAtTailOfOneEntryEmptiesList) {
-  SMSLList sl{nullptr, nullptr};
-  SMSLListEntry a{};
-  SMSLListInsertEntryAtHead(&sl, &a);
-  EXPECT_EQ(SMSLListRemoveEntryAtTail(&sl), &a);
-  EXPECT_EQ(sl.pHead, nullptr);
-  EXPECT_EQ(sl.pTail, nullptr);
-  EXPECT_EQ(SMSLListRemoveEntryAtTail(&sl), nullptr);
-
-  SMDLList dl{nullptr, nullptr};
-  SMDLListEntry b{};
-  SMDLListInsertEntryAtTail(&dl, &b);
-  EXPECT_EQ(SMDLListRemoveEntryAtTail(&dl), &b);
-  EXPECT_EQ(dl.pHead, nullptr);
-  EXPECT_EQ(dl.pTail, nullptr);
-  EXPECT_EQ(SMDLListRemoveEntryAtTail(&dl), nullptr);
-  EXPECT_EQ(SMDLListRemoveEntryAtHead(&dl), nullptr);
-}
-
-// Records each visited entry and never matches.
-std::vector<void *> g_visits;
-int32_t RecordVisit(void *, void *entry) {
-  g_visits.push_back(entry);
-  return 1;
-}
-
-TEST(ListEdges, WalksVisitEveryEntryOnceInTheirDirection) {
-  SMSLListEntry s[3]{};
-  SMDLListEntry d[3]{};
-  SMSLList sl{nullptr, nullptr};
-  SMDLList dl{nullptr, nullptr};
-  for (int i = 0; i < 3; ++i) {
-    SMSLListInsertEntryAtTail(&sl, &s[i]);
-    SMDLListInsertEntryAtTail(&dl, &d[i]);
+  EXPECT_EQ(full->pData, reinterpret_cast<char *>(full) + sizeof(E));
+  std::memset(full->pData, 0xAB, 16);  // all 16 bytes are ours (the sanitizer build checks)
+  for (E *e : {bare, full}) {
+    EXPECT_EQ(e->pNext, nullptr);
+    if constexpr (F::kDoubly) {
+      EXPECT_EQ(e->pPrev, nullptr);
+    }
+    void *data = e->pData;
+    e->pNext = e;
+    if constexpr (F::kDoubly) e->pPrev = e;
+    F::Init(e);
+    EXPECT_EQ(e->pNext, nullptr);
+    if constexpr (F::kDoubly) {
+      EXPECT_EQ(e->pPrev, nullptr);
+    }
+    EXPECT_EQ(e->pData, data);
+    F::Free(e);
   }
+}
+
+TEST(ListRules, EntryLayoutAndInit) {
+  CheckEntries<SL>();
+  CheckEntries<DL>();
+}
+
+// Removing the tail of a one-entry list (the singly linked walk finds no
+// predecessor) empties it; null arguments give 271, null or nothing.
+template <typename F>
+void CheckEdges() {
+  using E = typename F::Entry;
+  typename F::List list{reinterpret_cast<E *>(&list), reinterpret_cast<E *>(&list)};
+  F::ListInit(&list);
+  EXPECT_TRUE(MatchesModel(list, std::list<E *>{}));
+  E e{};
+  F::AtHead(&list, &e);
+  EXPECT_EQ(F::PopTail(&list), &e);
+  EXPECT_TRUE(MatchesModel(list, std::list<E *>{}));
+  EXPECT_EQ(F::PopTail(&list), nullptr);
+  EXPECT_EQ(F::PopHead(&list), nullptr);
+
   int key = 0;
-  g_visits.clear();
-  EXPECT_EQ(SMSLListWalkAtHead(&sl, &key, &RecordVisit), nullptr);
-  EXPECT_EQ(g_visits, (std::vector<void *>{&s[0], &s[1], &s[2]}));
-  g_visits.clear();
-  EXPECT_EQ(SMDLListWalkAtHead(&dl, &key, &RecordVisit), nullptr);
-  EXPECT_EQ(g_visits, (std::vector<void *>{&d[0], &d[1], &d[2]}));
-  g_visits.clear();
-  EXPECT_EQ(SMDLListWalkAtTail(&dl, &key, &RecordVisit), nullptr);
-  EXPECT_EQ(g_visits, (std::vector<void *>{&d[2], &d[1], &d[0]}));
+  Visits visits{0, {}};
+  EXPECT_EQ(F::Ordered(nullptr, &e, &key, &Compare<E>), 271u);
+  EXPECT_EQ(F::Ordered(&list, nullptr, &key, &Compare<E>), 271u);
+  EXPECT_EQ(F::Ordered(&list, &e, nullptr, &Compare<E>), 271u);
+  EXPECT_EQ(F::Ordered(&list, &e, &key, nullptr), 271u);
+  EXPECT_EQ(F::Empty(nullptr), 1);
+  EXPECT_EQ(F::PopHead(nullptr), nullptr);
+  EXPECT_EQ(F::PopTail(nullptr), nullptr);
+  F::AtTail(&list, &e);
+  EXPECT_EQ(F::Walk(&list, nullptr, &Visit<E>), nullptr);
+  EXPECT_EQ(F::Walk(&list, &visits, nullptr), nullptr);
+  EXPECT_EQ(F::Replace(&list, nullptr, &visits, &Visit<E>), nullptr);
+  F::AtHead(nullptr, &e);
+  F::AtTail(&list, nullptr);
+  F::Unlink(&list, nullptr, nullptr);
+  F::ListInit(nullptr);
+  F::Init(nullptr);
+  F::Free(nullptr);
+  F::ListFree(nullptr);
+  EXPECT_TRUE(MatchesModel(list, std::list<E *>{&e}));
+  EXPECT_TRUE(visits.seen.empty());
 }
 
-TEST(ListEdges, ReplacingTheOnlyEntry) {
-  SMDLList dl{nullptr, nullptr};
-  int key = 4;
-  SMDLListEntry *old = NewEntry(static_cast<SMDLListEntry *>(nullptr), key);
-  SMDLListEntry *fresh = NewEntry(static_cast<SMDLListEntry *>(nullptr), 9);
-  fresh->pNext = fresh->pPrev = fresh;  // stale links must be overwritten
-  SMDLListInsertEntryAtHead(&dl, old);
-  EXPECT_EQ(SMDLListReplaceEntry(&dl, fresh, &key, &MatchInt<SMDLListEntry>), old);
-  EXPECT_EQ(dl.pHead, fresh);
-  EXPECT_EQ(dl.pTail, fresh);
-  EXPECT_EQ(fresh->pNext, nullptr);
-  EXPECT_EQ(fresh->pPrev, nullptr);
-
-  SMSLList sl{nullptr, nullptr};
-  SMSLListEntry *sold = NewEntry(static_cast<SMSLListEntry *>(nullptr), key);
-  SMSLListEntry *sfresh = NewEntry(static_cast<SMSLListEntry *>(nullptr), 9);
-  SMSLListInsertEntryAtHead(&sl, sold);
-  EXPECT_EQ(SMSLListReplaceEntry(&sl, sfresh, &key, &MatchInt<SMSLListEntry>), sold);
-  EXPECT_EQ(sl.pHead, sfresh);
-  EXPECT_EQ(sl.pTail, sfresh);
-  EXPECT_EQ(sfresh->pNext, nullptr);
-  for (auto *e : {old, fresh}) SMDLListEntryFree(e);
-  for (auto *e : {sold, sfresh}) SMSLListEntryFree(e);
-}
-
-TEST(ListEdges, DeletedAndRemovedEntriesKeepTheirLinks) {
-  SMSLListEntry s[3]{};
-  SMSLList sl{nullptr, nullptr};
-  for (auto &e : s) SMSLListInsertEntryAtTail(&sl, &e);
-  SMSLListDeleteEntry(&sl, &s[0], &s[1]);
-  EXPECT_EQ(s[0].pNext, &s[2]);
-  EXPECT_EQ(s[1].pNext, &s[2]);
-  SMSLListDeleteEntry(&sl, &s[0], &s[2]);  // the tail: its predecessor becomes the tail
-  EXPECT_EQ(sl.pTail, &s[0]);
-  EXPECT_EQ(s[0].pNext, nullptr);
-
-  SMDLListEntry d[3]{};
-  SMDLList dl{nullptr, nullptr};
-  for (auto &e : d) SMDLListInsertEntryAtTail(&dl, &e);
-  SMDLListDeleteEntry(&dl, &d[1]);
-  EXPECT_EQ(d[1].pPrev, &d[0]);
-  EXPECT_EQ(d[1].pNext, &d[2]);
-  EXPECT_EQ(d[0].pNext, &d[2]);
-  EXPECT_EQ(d[2].pPrev, &d[0]);
-  EXPECT_EQ(SMDLListRemoveEntryAtHead(&dl), &d[0]);
-  EXPECT_EQ(d[0].pNext, &d[2]);
-  EXPECT_EQ(d[2].pPrev, nullptr);
-}
-
-TEST(ListEdges, NullArguments) {
-  SMSLList sl{nullptr, nullptr};
-  SMDLList dl{nullptr, nullptr};
-  SMSLListEntry se{};
-  SMDLListEntry de{};
-  int key = 0;
-  auto cmp = &CompareInt<SMSLListEntry>;
-  auto dcmp = &CompareInt<SMDLListEntry>;
-  EXPECT_EQ(SMSLListInsertEntry(nullptr, &se, &key, cmp), 271u);
-  EXPECT_EQ(SMSLListInsertEntry(&sl, nullptr, &key, cmp), 271u);
-  EXPECT_EQ(SMSLListInsertEntry(&sl, &se, nullptr, cmp), 271u);
-  EXPECT_EQ(SMSLListInsertEntry(&sl, &se, &key, nullptr), 271u);
-  EXPECT_EQ(SMDLListInsertEntry(nullptr, &de, &key, dcmp), 271u);
-  EXPECT_EQ(SMDLListInsertEntry(&dl, nullptr, &key, dcmp), 271u);
-  EXPECT_EQ(SMDLListInsertEntry(&dl, &de, nullptr, dcmp), 271u);
-  EXPECT_EQ(SMDLListInsertEntry(&dl, &de, &key, nullptr), 271u);
-  EXPECT_EQ(SMSLListIsEmpty(nullptr), 1);
-  EXPECT_EQ(SMDLListIsEmpty(nullptr), 1);
-  SMSLListInsertEntryAtHead(&sl, &se);
-  SMDLListInsertEntryAtHead(&dl, &de);
-  EXPECT_EQ(SMSLListIsEmpty(&sl), 0);
-  EXPECT_EQ(SMDLListIsEmpty(&dl), 0);
-  EXPECT_EQ(SMSLListWalkAtHead(&sl, nullptr, &RecordVisit), nullptr);
-  EXPECT_EQ(SMSLListWalkAtHead(&sl, &key, nullptr), nullptr);
-  EXPECT_EQ(SMDLListWalkAtTail(&dl, &key, nullptr), nullptr);
-  EXPECT_EQ(SMSLListReplaceEntry(&sl, nullptr, &key, &MatchInt<SMSLListEntry>), nullptr);
-  EXPECT_EQ(SMDLListReplaceEntry(&dl, nullptr, &key, &MatchInt<SMDLListEntry>), nullptr);
-  EXPECT_EQ(SMSLListRemoveEntryAtHead(nullptr), nullptr);
-  EXPECT_EQ(SMSLListRemoveEntryAtTail(nullptr), nullptr);
-  EXPECT_EQ(SMDLListRemoveEntryAtHead(nullptr), nullptr);
-  EXPECT_EQ(SMDLListRemoveEntryAtTail(nullptr), nullptr);
-  // Calls without a result do nothing rather than crash.
-  SMSLListInsertEntryAtHead(nullptr, &se);
-  SMSLListInsertEntryAtTail(&sl, nullptr);
-  SMSLListDeleteEntry(&sl, nullptr, nullptr);
-  SMDLListInsertEntryAtTail(nullptr, &de);
-  SMDLListDeleteEntry(&dl, nullptr);
-  SMSLListInitNoAlloc(nullptr);
-  SMDLListInitNoAlloc(nullptr);
-  SMSLListEntryInitNoAlloc(nullptr);
-  SMDLListEntryInitNoAlloc(nullptr);
-  SMSLListEntryFree(nullptr);
-  SMDLListEntryFree(nullptr);
-  SMSLListFree(nullptr);
-  SMDLListFree(nullptr);
-  EXPECT_EQ(sl.pHead, &se);
-  EXPECT_EQ(dl.pHead, &de);
-}
-
-TEST(ListEdges, FreeingAListRecordLeavesItsEntries) {
-  SMSLList *sl = SMSLListAlloc();
-  SMDLList *dl = SMDLListAlloc();
-  ASSERT_NE(sl, nullptr);
-  ASSERT_NE(dl, nullptr);
-  EXPECT_EQ(SMSLListIsEmpty(sl), 1);
-  EXPECT_EQ(SMDLListIsEmpty(dl), 1);
-  SMSLListEntry *se = NewEntry(static_cast<SMSLListEntry *>(nullptr), 7);
-  SMDLListEntry *de = NewEntry(static_cast<SMDLListEntry *>(nullptr), 8);
-  SMSLListInsertEntryAtTail(sl, se);
-  SMDLListInsertEntryAtTail(dl, de);
-  SMSLListFree(sl);
-  SMDLListFree(dl);
-  // Still valid memory (the sanitizer build would report a use after free).
-  EXPECT_EQ(ValueOf(se), 7);
-  EXPECT_EQ(ValueOf(de), 8);
-  SMSLListEntryFree(se);
-  SMDLListEntryFree(de);
+TEST(ListRules, OneEntryTailAndNullArguments) {
+  CheckEdges<SL>();
+  CheckEdges<DL>();
 }
 
 }  // namespace
