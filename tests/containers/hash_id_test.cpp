@@ -15,25 +15,20 @@
 
 namespace {
 
-class NaiveTable {
- public:
-  explicit NaiveTable(std::vector<unsigned char> bytes) : bytes_(std::move(bytes)) {}
-  const std::vector<unsigned char> &bytes() const { return bytes_; }
-  uint32_t size() const { return static_cast<uint32_t>(bytes_.size()); }
+struct NaiveTable {
+  std::vector<unsigned char> bytes;
+  uint32_t size() const { return static_cast<uint32_t>(bytes.size()); }
 
   // Mode 0: the lowest free ID of the whole words, ID 0 skipped.
   uint32_t Acquire(uint32_t mode) {
     if (mode == 1) return AcquireContinuing();
     for (uint32_t id = 1; mode == 0 && id < Words() * 32; ++id) {
-      if (!Bit(id)) {
-        Set(id, true);
-        return id;
-      }
+      if (!Bit(id)) return Take(id);
     }
     return 0;
   }
 
-  // op 0 acquires the ID, 1 verifies it, 2 releases it.
+  // op 0 acquires the ID, 1 verifies it, 2 releases it (in that order below).
   SMStatus ById(int op, uint32_t id) {
     if (uint64_t{id} >= uint64_t{size()} * 8) return 257;
     const bool used = Bit(id);
@@ -73,27 +68,24 @@ class NaiveTable {
     return 0;
   }
 
- private:
   uint32_t Words() const { return size() / 4; }
-  bool Bit(uint32_t id) const { return (bytes_[id / 8] >> (id % 8)) & 1; }
+  bool Bit(uint32_t id) const { return (bytes[id / 8] >> (id % 8)) & 1; }
   void Set(uint32_t id, bool on) {
-    const auto mask = static_cast<unsigned char>(1u << (id % 8));
-    bytes_[id / 8] =
-        static_cast<unsigned char>(on ? bytes_[id / 8] | mask : bytes_[id / 8] & ~mask);
+    if (Bit(id) != on) bytes[id / 8] ^= static_cast<unsigned char>(1u << (id % 8));
   }
-  bool WordEmpty(uint32_t w) const {
-    for (uint32_t id = w * 32; id < w * 32 + 32; ++id) {
-      if (Bit(id)) return false;
-    }
-    return true;
+  uint32_t Take(uint32_t id) {
+    Set(id, true);
+    return id;
   }
+  // How many of IDs first..last-1 are in use.
+  uint32_t Used(uint32_t first, uint32_t last) const {
+    uint32_t used = 0;
+    for (uint32_t id = first; id < last; ++id) used += Bit(id);
+    return used;
+  }
+  bool WordEmpty(uint32_t w) const { return Used(w * 32, w * 32 + 32) == 0; }
   // All 32 bits set, or for word 0 all bits but ID 0.
-  bool WordFull(uint32_t w) const {
-    for (uint32_t id = std::max(w * 32, 1u); id < w * 32 + 32; ++id) {
-      if (!Bit(id)) return false;
-    }
-    return true;
-  }
+  bool WordFull(uint32_t w) const { return Used(w * 32 + (w == 0), w * 32 + 32) == 32 - (w == 0); }
 
   // Mode 1, step by step: a partly used word always becomes the choice, an
   // empty one only when nothing was chosen before; then from bit 31 down the
@@ -116,28 +108,17 @@ class NaiveTable {
         break;
       }
     }
-    if (clear != 0) Set(clear, true);
-    return clear;
+    return clear != 0 ? Take(clear) : 0;
   }
-
-  std::vector<unsigned char> bytes_;
 };
 
 // A random word drawn from shapes that stress the scans: empty, full, ID 0
 // alone, all but ID 0, runs at either end, sparse, dense, single bits.
 uint32_t RandomWord(std::mt19937 &rng) {
-  const uint32_t r = rng(), shift = rng() % 32;
-  const uint64_t shapes[] = {0,
-                             ~0u,
-                             1,
-                             0xFFFFFFFEu,
-                             ~0u << shift,
-                             ~(~0u << shift),
-                             r & rng() & rng(),
-                             r | rng() | rng(),
-                             1u << shift,
-                             r};
-  return static_cast<uint32_t>(shapes[rng() % 10]);
+  const auto r = static_cast<uint32_t>(rng()), q = static_cast<uint32_t>(rng()), s = q % 32;
+  const uint32_t shapes[] = {0,           ~0u,   1,     0xFFFFFFFEu, ~0u << s,
+                             ~(~0u << s), r & q, r | q, 1u << s,     r};
+  return shapes[rng() % 10];
 }
 
 constexpr uint32_t kSizes[] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,   10, 11,
@@ -157,21 +138,22 @@ void CompareOneOperation(std::mt19937 &rng, NaiveTable &model, std::vector<unsig
       break;
     }
     case 2:
-      ASSERT_EQ(SMAcquireHashIDByID(table, size, id), model.ById(0, id));
-      break;
     case 3:
-      ASSERT_EQ(SMVerifyHashID(table, size, id), model.ById(1, id));
+    case 4: {
+      SMStatus (*const by_id[])(void *, uint32_t, uint32_t) = {&SMAcquireHashIDByID,
+                                                               &SMVerifyHashID, &SMReleaseHashID};
+      ASSERT_EQ(by_id[op - 2](table, size, id), model.ById(static_cast<int>(op - 2), id));
       break;
-    case 4:
-      ASSERT_EQ(SMReleaseHashID(table, size, id), model.ById(2, id));
-      break;
+    }
     case 5:
       ASSERT_EQ(SMGetMinInUseID(table, size), model.Min());
       ASSERT_EQ(SMGetMaxInUseID(table, size), model.Max());
       break;
-    case 6: {  // a whole enumeration, from positions that must be reset
-      uint32_t word = 7, bit = 9, model_word = 0, model_bit = 0;
-      uint32_t got = SMFindFirstHashID(table, size, &word, &bit);
+    default: {  // enumerate, from the first ID (positions reset) or from any position
+      uint32_t word = rng() % (size / 4 + 2), bit = rng() % 40;  // bits above 31 included
+      uint32_t model_word = op == 6 ? 0 : word, model_bit = op == 6 ? 0 : bit;
+      uint32_t got = op == 6 ? SMFindFirstHashID(table, size, &word, &bit)
+                             : SMFindNextHashID(table, size, &word, &bit);
       for (int guard = 0; guard < 2000; ++guard) {
         ASSERT_EQ(got, model.FindNext(&model_word, &model_bit));
         ASSERT_EQ(word, model_word);
@@ -181,20 +163,14 @@ void CompareOneOperation(std::mt19937 &rng, NaiveTable &model, std::vector<unsig
       }
       break;
     }
-    default: {  // one search from an arbitrary position, bits above 31 included
-      uint32_t word = rng() % (size / 4 + 2), bit = rng() % 40;
-      uint32_t model_word = word, model_bit = bit;
-      ASSERT_EQ(SMFindNextHashID(table, size, &word, &bit),
-                model.FindNext(&model_word, &model_bit));
-      ASSERT_EQ(word, model_word);
-      ASSERT_EQ(bit, model_bit);
-      break;
-    }
   }
-  ASSERT_EQ(real, model.bytes());
+  ASSERT_EQ(real, model.bytes);
 }
 
-TEST(HashIdModel, SingleOperationsOnRandomTables) {
+// Per size: single operations on random tables, then long sequences from a
+// cleared table, where acquisitions fill it and releases punch holes, so
+// mode 1 meets full, empty and partial words in turn.
+TEST(HashIdModel, FollowsTheNaiveModel) {
   std::mt19937 rng(2024);
   for (uint32_t size : kSizes) {
     for (int round = 0; round < 1500; ++round) {
@@ -203,23 +179,15 @@ TEST(HashIdModel, SingleOperationsOnRandomTables) {
         const uint32_t word = RandomWord(rng);
         std::memcpy(real.data() + i, &word, std::min<uint32_t>(4, size - i));
       }
-      NaiveTable model(real);
+      NaiveTable model{real};
       ASSERT_NO_FATAL_FAILURE(CompareOneOperation(rng, model, real));
     }
-  }
-}
-
-// Long sequences from a cleared table: acquisitions fill it and releases
-// punch holes, so mode 1 meets full, empty and partial words in turn.
-TEST(HashIdModel, OperationSequencesFromClearTables) {
-  std::mt19937 rng(77);
-  for (uint32_t size : kSizes) {
     for (int round = 0; round < 4; ++round) {
       std::vector<unsigned char> real(size + 1, 0xFF);
       ASSERT_EQ(SMClearHashTable(real.data(), size), 0u);
       ASSERT_EQ(real.back(), 0xFF);  // not a byte more
       real.pop_back();
-      NaiveTable model(std::vector<unsigned char>(size, 0));
+      NaiveTable model{std::vector<unsigned char>(size, 0)};
       for (int step = 0; step < 800; ++step) {
         ASSERT_NO_FATAL_FAILURE(CompareOneOperation(rng, model, real)) << "step " << step;
       }
