@@ -39,34 +39,14 @@ constexpr bool HasHexPrefix(const char *text) {
   return text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
 }
 
-// The unsigned magnitude of a validated text and its sign; `overflow` is set
-// when the magnitude does not fit 64 bits (the magnitude is then meaningless).
-struct Magnitude {
-  uint64_t value = 0;
-  bool negative = false;
-  bool overflow = false;
-};
-
-Magnitude ReadMagnitude(const char *text, NumberGrammar grammar) {
-  Magnitude m;
-  uint32_t base = 10;
-  if (grammar == NumberGrammar::kDecimal) {
-    if (*text == '+' || *text == '-') m.negative = *text++ == '-';
-  } else if (grammar == NumberGrammar::kOctal) {
-    base = 8;
-  } else {
-    base = 16;
-    if (HasHexPrefix(text)) text += 2;
+// Adds one digit to the magnitude, recording an overflow of 64 bits.
+inline void Accumulate(NumberText *number, uint64_t base, uint64_t digit) {
+  uint64_t next;
+  if (__builtin_mul_overflow(number->magnitude, base, &next) ||
+      __builtin_add_overflow(next, digit, &next)) {
+    number->overflow = true;
   }
-  for (; *text != 0; ++text) {
-    const uint64_t digit = DigitValue(*text);
-    if (m.value > (std::numeric_limits<uint64_t>::max() - digit) / base) {
-      m.overflow = true;
-      continue;  // keep scanning: only the flag matters from here on
-    }
-    m.value = m.value * base + digit;
-  }
-  return m;
+  number->magnitude = next;
 }
 
 struct Language {
@@ -103,67 +83,82 @@ int TwoDigits(const char *text, bool blank_ok) {
 
 }  // namespace
 
-bool MatchesGrammar(const char *text, NumberGrammar grammar) {
+bool ReadNumberText(const char *text, NumberGrammar grammar, NumberText *number) {
+  *number = NumberText{};
   switch (grammar) {
     case NumberGrammar::kDecimal:
       if (*text == '+' || *text == '-') {
-        ++text;
+        number->negative = *text++ == '-';
       } else if (*text == 0) {
         return false;
       }
-      for (; *text != 0; ++text) {
-        if (!IsDecimalDigit(*text)) return false;
+      // Nineteen decimal digits always fit 64 bits: check only past them.
+      for (size_t digits = 0; *text != 0; ++text, ++digits) {
+        const auto digit = static_cast<unsigned char>(*text - '0');
+        if (digit > 9) return false;
+        if (digits < 19) {
+          number->magnitude = number->magnitude * 10 + digit;
+        } else {
+          Accumulate(number, 10, digit);
+        }
       }
       return true;
     case NumberGrammar::kOctal:
       if (*text == 0) return false;
       for (; *text != 0; ++text) {
         if (!IsOctalDigit(*text)) return false;
+        Accumulate(number, 8, static_cast<uint64_t>(*text - '0'));
       }
       return true;
     case NumberGrammar::kHex: {
       if (HasHexPrefix(text)) text += 2;
       size_t digits = 0;
       for (; *text != 0; ++text, ++digits) {
-        if (!IsHexDigit(*text)) return false;
+        if (digits == 8 || !IsHexDigit(*text)) return false;
+        Accumulate(number, 16, DigitValue(*text));
       }
-      return digits >= 1 && digits <= 8;
+      return digits >= 1;
     }
   }
   return false;
 }
 
-int64_t ConvertLikeStrtol(const char *text, NumberGrammar grammar) {
-  const Magnitude m = ReadMagnitude(text, grammar);
+int64_t StrtolValue(const NumberText &number) {
   constexpr uint64_t kMaxPositive = std::numeric_limits<int64_t>::max();
-  if (m.negative) {
-    if (m.overflow || m.value > kMaxPositive + 1) return std::numeric_limits<int64_t>::min();
-    return static_cast<int64_t>(0 - m.value);
+  if (number.negative) {
+    if (number.overflow || number.magnitude > kMaxPositive + 1) {
+      return std::numeric_limits<int64_t>::min();
+    }
+    return static_cast<int64_t>(0 - number.magnitude);
   }
-  if (m.overflow || m.value > kMaxPositive) return std::numeric_limits<int64_t>::max();
-  return static_cast<int64_t>(m.value);
+  if (number.overflow || number.magnitude > kMaxPositive) {
+    return std::numeric_limits<int64_t>::max();
+  }
+  return static_cast<int64_t>(number.magnitude);
 }
 
-uint64_t ConvertLikeStrtoul(const char *text, NumberGrammar grammar) {
-  const Magnitude m = ReadMagnitude(text, grammar);
-  if (m.overflow) return std::numeric_limits<uint64_t>::max();
-  return m.negative ? 0 - m.value : m.value;
+uint64_t StrtoulValue(const NumberText &number) {
+  if (number.overflow) return std::numeric_limits<uint64_t>::max();
+  return number.negative ? 0 - number.magnitude : number.magnitude;
 }
 
-uint32_t ParseDecimal64(const char *text, bool is_signed, uint64_t *bits) {
-  const Magnitude m = ReadMagnitude(text, NumberGrammar::kDecimal);
+uint32_t Decimal64Value(const NumberText &number, bool is_signed, uint64_t *bits) {
   constexpr uint64_t kMaxPositive = std::numeric_limits<int64_t>::max();
-  if (m.negative) {
-    if (m.value == 0 && !m.overflow) {
+  if (number.negative) {
+    if (number.magnitude == 0 && !number.overflow) {
       *bits = 0;
       return SM_STATUS_SUCCESS;
     }
-    if (!is_signed || m.overflow || m.value > kMaxPositive + 1) return SM_STATUS_UNDERFLOW;
-    *bits = 0 - m.value;
+    if (!is_signed || number.overflow || number.magnitude > kMaxPositive + 1) {
+      return SM_STATUS_UNDERFLOW;
+    }
+    *bits = 0 - number.magnitude;
     return SM_STATUS_SUCCESS;
   }
-  if (m.overflow || (is_signed && m.value > kMaxPositive)) return SM_STATUS_OVERFLOW;
-  *bits = m.value;
+  if (number.overflow || (is_signed && number.magnitude > kMaxPositive)) {
+    return SM_STATUS_OVERFLOW;
+  }
+  *bits = number.magnitude;
   return SM_STATUS_SUCCESS;
 }
 

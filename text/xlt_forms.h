@@ -14,20 +14,28 @@ enum class NumberGrammar {
   kHex,      // optional "0x"/"0X", then 1 to 8 hexadecimal digits
 };
 
-// True when the whole of `text` follows the grammar; an empty text never does.
-bool MatchesGrammar(const char *text, NumberGrammar grammar);
+// A number text read under one grammar: its magnitude and sign. `overflow`
+// is set when the magnitude does not fit 64 bits (it is then meaningless).
+struct NumberText {
+  uint64_t magnitude = 0;
+  bool negative = false;
+  bool overflow = false;
+};
 
-// What strtol / strtoul (base 10, 8 or 16 after the grammar) return for a text
-// that MatchesGrammar accepted, with this host's 64-bit long: the value
-// saturates at the limits, and strtoul negates a minus-signed magnitude
-// modulo 2^64.
-int64_t ConvertLikeStrtol(const char *text, NumberGrammar grammar);
-uint64_t ConvertLikeStrtoul(const char *text, NumberGrammar grammar);
+// Checks the whole of `text` against the grammar and reads it in the same
+// pass. False outside the grammar; an empty text never follows one.
+bool ReadNumberText(const char *text, NumberGrammar grammar, NumberText *number);
 
-// The library's own 64-bit decimal reader, on a text of the decimal grammar.
-// Stores the value's bits; 290 above and 291 below the signed or unsigned
-// 64-bit range (a non-zero negative value is below the unsigned range).
-uint32_t ParseDecimal64(const char *text, bool is_signed, uint64_t *bits);
+// What strtol / strtoul return for the text, with this host's 64-bit long:
+// the value saturates at the limits, and strtoul negates a minus-signed
+// magnitude modulo 2^64.
+int64_t StrtolValue(const NumberText &number);
+uint64_t StrtoulValue(const NumberText &number);
+
+// The library's own 64-bit decimal reader. Stores the value's bits; 290
+// above and 291 below the signed or unsigned 64-bit range (any non-zero
+// negative value is below the unsigned range).
+uint32_t Decimal64Value(const NumberText &number, bool is_signed, uint64_t *bits);
 
 // A double from "[+-]digits[.digits][(e|E)[+-]digits]" (at least one mantissa
 // digit once a point or exponent appears; a sign alone is 0). Status 271

@@ -50,11 +50,12 @@ bool GrammarOf(uint32_t selector, NumberGrammar *grammar) {
 // 16-bit codes; the 32-bit codes keep the low 32 bits of what came back.
 uint32_t ParseNarrowInteger(const char *text, void *value, uint32_t code, uint32_t selector) {
   NumberGrammar grammar;
-  if (!GrammarOf(selector, &grammar) || !MatchesGrammar(text, grammar)) {
+  NumberText number;
+  if (!GrammarOf(selector, &grammar) || !ReadNumberText(text, grammar, &number)) {
     return SM_STATUS_INVALID_PARAMETER;
   }
   if (code <= kXltInt32) {
-    const int64_t v = ConvertLikeStrtol(text, grammar);
+    const int64_t v = StrtolValue(number);
     int64_t low = std::numeric_limits<int8_t>::min();
     int64_t high = std::numeric_limits<int8_t>::max();
     if (code == kXltInt16) {
@@ -71,7 +72,7 @@ uint32_t ParseNarrowInteger(const char *text, void *value, uint32_t code, uint32
     return SM_STATUS_SUCCESS;
   }
   // strtoul has wrapped a minus sign already: the only failure left is above.
-  const uint64_t v = ConvertLikeStrtoul(text, grammar);
+  const uint64_t v = StrtoulValue(number);
   if (code == kXltUInt8 && v > std::numeric_limits<uint8_t>::max()) return SM_STATUS_OVERFLOW;
   if (code == kXltUInt16 && v > std::numeric_limits<uint16_t>::max()) return SM_STATUS_OVERFLOW;
   if (code == kXltUInt8) Store(value, static_cast<uint8_t>(v));
@@ -196,9 +197,12 @@ uint32_t XltTextToValue(const char *text, void *value, uint32_t *size, uint32_t 
     case kXltUInt64: {
       status = CheckWideSelector(selector);
       if (status != SM_STATUS_SUCCESS) return status;
-      if (!MatchesGrammar(text, NumberGrammar::kDecimal)) return SM_STATUS_INVALID_PARAMETER;
+      NumberText number;
+      if (!ReadNumberText(text, NumberGrammar::kDecimal, &number)) {
+        return SM_STATUS_INVALID_PARAMETER;
+      }
       uint64_t bits = 0;
-      status = ParseDecimal64(text, code == kXltInt64, &bits);
+      status = Decimal64Value(number, code == kXltInt64, &bits);
       if (status == SM_STATUS_SUCCESS) Store(value, bits);
       break;
     }

@@ -24,10 +24,11 @@ KXSUPT_BEGIN_DECLS
  *                          feed ("Thu Jan  1 00:00:00 1970"); parsed back
  *                          from exactly that form, in local time
  *   12 UCS-2 string        UTF-8 text of it (selector 0); selector 256 writes
- *                          a dump, lines of "0x%08X: " and 16 bytes "%02X "
- *                          each ending in a line feed; selector 1024 a byte
- *                          list "0x%02X," per byte; the dumps cover the value
- *                          size (0: the string and its terminator)
+ *                          a dump, lines of "0x%08X: " (the offset) and up to
+ *                          16 bytes "%02X" apart by blanks, each line ending
+ *                          in a line feed; selector 1024 a byte list "0x%02X,"
+ *                          per byte; the dumps cover the value size (0: the
+ *                          string and its terminator); other selectors give 2
  *   13 UTF-8 string        the text itself
  *   14 UCS-2 string        UTF-8 text, by the plain UCS-2/UTF-8 conversion
  *   15 IPv4 address (u32, network order)  dotted text; parsed as the

@@ -299,11 +299,10 @@ TEST(XltParse, number_conversions_agree_with_strtol_and_strtoul) {
       }
     }
     SCOPED_TRACE(text);
-    ASSERT_TRUE(kx::text::MatchesGrammar(text.c_str(), grammar));
-    ASSERT_EQ(kx::text::ConvertLikeStrtol(text.c_str(), grammar),
-              std::strtol(text.c_str(), nullptr, base));
-    ASSERT_EQ(kx::text::ConvertLikeStrtoul(text.c_str(), grammar),
-              std::strtoul(text.c_str(), nullptr, base));
+    kx::text::NumberText number;
+    ASSERT_TRUE(kx::text::ReadNumberText(text.c_str(), grammar, &number));
+    ASSERT_EQ(kx::text::StrtolValue(number), std::strtol(text.c_str(), nullptr, base));
+    ASSERT_EQ(kx::text::StrtoulValue(number), std::strtoul(text.c_str(), nullptr, base));
     // And the 32-bit codes store exactly the low bits of the C library's
     // result under the selector of the grammar.
     const uint32_t selector = base == 10 ? 0 : base == 8 ? 512 : 1024;
