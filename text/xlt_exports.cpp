@@ -1,0 +1,20 @@
+// Exported entry points of typed value translation and separated-value lists.
+#include "kxsupt/values.h"
+
+#include "text/xlt.h"
+
+extern "C" {
+
+SMStatus SMXLTUTF8ToTypeValue(const char *pText, void *pValue, uint32_t *pSize, uint32_t type) {
+  return kx::text::XltTextToValue(pText, pValue, pSize, type);
+}
+SMStatus SMXLTTypeValueToUTF8(const void *pValue, uint32_t valueSize, char *pText, uint32_t *pSize,
+                              uint32_t type) {
+  return kx::text::XltValueToText(pValue, valueSize, pText, pSize, type);
+}
+char *SMUTF8ConvertXSVToYSV(const char *pText, char from, char to, uint32_t *pCount,
+                            uint32_t *pSize) {
+  return kx::text::ConvertSeparatedValues(pText, from, to, pCount, pSize);
+}
+
+}  // extern "C"
