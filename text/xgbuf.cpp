@@ -3,6 +3,8 @@
 // translation, and the multi-pass escaper.
 #include "text/xgbuf.h"
 
+#include "text/sstring.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -17,17 +19,7 @@ namespace kx::text {
 
 namespace {
 
-constexpr uint32_t kDoublingLimit = 0xFFFFF;
 constexpr uint32_t kMaxEscapePasses = 16;
-
-// The self-sizing string's growth: double while the capacity is at most
-// 0xFFFFF, then a quarter more, or straight to `needed` when a step is short.
-uint32_t GrownCapacity(uint32_t capacity, uint64_t needed) {
-  uint64_t grown =
-      capacity <= kDoublingLimit ? uint64_t{capacity} * 2 : uint64_t{capacity} * 125 / 100;
-  grown = std::max(grown, needed);
-  return static_cast<uint32_t>(std::min<uint64_t>(grown, std::numeric_limits<uint32_t>::max()));
-}
 
 // Makes room for n more bytes and the terminator; false when the buffer has
 // no content or cannot grow (it is then unchanged).
@@ -36,7 +28,8 @@ bool Reserve(XmlBuffer *buffer, uint64_t n) {
   const uint64_t needed = uint64_t{buffer->length} + 1 + n;
   if (needed <= buffer->capacity) return true;
   if (needed > std::numeric_limits<uint32_t>::max()) return false;
-  const uint32_t capacity = GrownCapacity(buffer->capacity, needed);
+  // A buffer grows as a self-sizing string does.
+  const uint32_t capacity = SsGrownCapacity(buffer->capacity, static_cast<uint32_t>(needed));
   auto *grown = static_cast<char *>(kx::frame::ReAllocMem(buffer->text, capacity));
   if (grown == nullptr) return false;
   buffer->text = grown;
