@@ -1,14 +1,14 @@
 // Test oracle for SDO objects: a plain model of a property tree, an encoder of
 // its binary form written from the format description alone (explicit
-// little-endian bytes, no library code), and builders that turn a model into
-// configs through the exported interface.
+// little-endian bytes, no library code), random models, and a builder that
+// turns a model into a config through the exported interface.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "kxsupt/sdo.h"
@@ -16,6 +16,11 @@
 namespace sdotest {
 
 using Bytes = std::vector<uint8_t>;
+
+struct ConfigDeleter {
+  void operator()(SDOConfig *config) const { SMSDOConfigFree(config); }
+};
+using ConfigPtr = std::unique_ptr<SDOConfig, ConfigDeleter>;
 
 struct ModelObject;
 
@@ -37,12 +42,9 @@ struct ModelObject {
   std::map<uint16_t, ModelValue> values;
 };
 
-inline void Put16(Bytes &out, size_t at, uint32_t v) {
+inline void Put16(Bytes &out, size_t at, size_t v) {
   out[at] = static_cast<uint8_t>(v);
   out[at + 1] = static_cast<uint8_t>(v >> 8);
-}
-inline void Put32(Bytes &out, size_t at, uint32_t v) {
-  for (int i = 0; i < 4; ++i) out[at + i] = static_cast<uint8_t>(v >> (8 * i));
 }
 inline uint32_t Get16(const uint8_t *at) {
   return at[0] | (at[1] << 8);
@@ -51,14 +53,13 @@ inline uint32_t Get16(const uint8_t *at) {
 Bytes EncodeObject(const ModelObject &object);
 
 inline Bytes EncodeArray(const std::vector<ModelObject> &elements) {
-  Bytes out(8, 0);
-  out[0] = 'B', out[1] = 'A', out[2] = 'D', out[3] = 'S';
+  Bytes out = {'B', 'A', 'D', 'S', 0, 0, 0, 0};
   for (const ModelObject &element : elements) {
     Bytes image = EncodeObject(element);
     out.insert(out.end(), image.begin(), image.end());
   }
-  Put16(out, 4, static_cast<uint32_t>(elements.size()));
-  Put16(out, 6, static_cast<uint32_t>(out.size()));
+  Put16(out, 4, elements.size());
+  Put16(out, 6, out.size());
   return out;
 }
 
@@ -69,27 +70,26 @@ inline Bytes ValueImage(const ModelValue &value) {
 }
 
 inline Bytes EncodeObject(const ModelObject &object) {
-  const size_t n = object.values.size();
-  Bytes out(8 + 8 * n, 0);
+  Bytes out(8 + 8 * object.values.size(), 0);
   out[0] = 'B', out[1] = 'O', out[2] = 'D', out[3] = 'S';
-  Put16(out, 4, static_cast<uint32_t>(n));
+  Put16(out, 4, object.values.size());
   size_t record = 8;
   for (const auto &[id, value] : object.values) {
     Bytes image = ValueImage(value);
     Put16(out, record, id);
     out[record + 2] = value.binaryType();
-    if (image.size() <= 4) {
+    if (image.size() <= 4) {  // inline: storage byte is length - 1
       out[record + 3] = static_cast<uint8_t>(image.size() - 1);
-      for (size_t i = 0; i < image.size(); ++i) out[record + 4 + i] = image[i];
-    } else {
+      std::copy(image.begin(), image.end(), out.begin() + record + 4);
+    } else {  // out of line: length, then offset from the record
       out[record + 3] = 0x04;
-      Put16(out, record + 4, static_cast<uint32_t>(image.size()));
-      Put16(out, record + 6, static_cast<uint32_t>(out.size() - record));
+      Put16(out, record + 4, image.size());
+      Put16(out, record + 6, out.size() - record);
       out.insert(out.end(), image.begin(), image.end());
     }
     record += 8;
   }
-  Put16(out, 6, static_cast<uint32_t>(out.size()));
+  Put16(out, 6, out.size());
   return out;
 }
 
@@ -116,6 +116,11 @@ class ModelGenerator {
   }
 
   int Uniform(int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng_); }
+  Bytes RandomBytes(size_t n) {
+    Bytes bytes(n);
+    for (uint8_t &b : bytes) b = static_cast<uint8_t>(Uniform(0, 255));
+    return bytes;
+  }
   std::mt19937 &rng() { return rng_; }
 
  private:
@@ -135,8 +140,7 @@ class ModelGenerator {
     do {
       value.type = static_cast<uint8_t>(attributes | kOpaqueCodes[Uniform(0, 13)]);
     } while (value.type == 0);
-    const int length = Uniform(0, 3) == 0 ? Uniform(1, 64) : Uniform(1, 6);
-    for (int i = 0; i < length; ++i) value.bytes.push_back(static_cast<uint8_t>(Uniform(0, 255)));
+    value.bytes = RandomBytes(Uniform(0, 3) == 0 ? Uniform(1, 64) : Uniform(1, 6));
     return value;
   }
 
@@ -147,41 +151,32 @@ class ModelGenerator {
 // in a random order and children either as handles (code 13) or as images
 // (code 12). Null if any add fails.
 inline SDOConfig *Build(const ModelObject &object, std::mt19937 &rng) {
-  SDOConfig *config = SMSDOConfigAlloc();
+  ConfigPtr config(SMSDOConfigAlloc());
   std::vector<uint16_t> order;
   for (const auto &entry : object.values) order.push_back(entry.first);
   std::shuffle(order.begin(), order.end(), rng);
   for (uint16_t id : order) {
     const ModelValue &value = object.values.at(id);
-    uint32_t status;
     // Empty arrays only exist in binary form: a handle array cannot be empty.
-    const bool asImage = value.isChild() && (value.children.empty() || rng() % 3 == 0);
-    if (!value.isChild()) {
-      status = SMSDOConfigAddData(config, id, value.type, value.bytes.data(),
-                                  static_cast<uint32_t>(value.bytes.size()), 0);
-    } else if (asImage) {
-      Bytes image = ValueImage(value);
-      status = SMSDOConfigAddData(config, id, static_cast<uint8_t>((value.type & 0xF0) | 0x0C),
-                                  image.data(), static_cast<uint32_t>(image.size()), 0);
-    } else if (!value.isArray()) {
-      SDOConfig *child = Build(value.children[0], rng);
-      status = SMSDOConfigAddData(config, id, value.type, child, 8, 0);
-      if (status != 0) SMSDOConfigFree(child);
-    } else {
-      std::vector<SDOConfig *> children;
-      for (const ModelObject &element : value.children) children.push_back(Build(element, rng));
-      status = SMSDOConfigAddData(config, id, value.type, children.data(),
-                                  static_cast<uint32_t>(children.size() * sizeof(SDOConfig *)), 0);
-      if (status != 0) {
-        for (SDOConfig *child : children) SMSDOConfigFree(child);
+    if (!value.isChild() || value.children.empty() || rng() % 3 == 0) {
+      const Bytes image = ValueImage(value);
+      if (SMSDOConfigAddData(config.get(), id, value.binaryType(), image.data(),
+                             static_cast<uint32_t>(image.size()), 0) != 0) {
+        return nullptr;
       }
+      continue;
     }
-    if (status != 0) {
-      SMSDOConfigFree(config);
+    std::vector<SDOConfig *> children;
+    for (const ModelObject &element : value.children) children.push_back(Build(element, rng));
+    // A single child is passed as the handle itself, an array as the handles.
+    const void *data = value.isArray() ? static_cast<void *>(children.data()) : children[0];
+    if (SMSDOConfigAddData(config.get(), id, value.type, data,
+                           static_cast<uint32_t>(children.size() * sizeof(SDOConfig *)), 0) != 0) {
+      for (SDOConfig *child : children) SMSDOConfigFree(child);
       return nullptr;
     }
   }
-  return config;
+  return config.release();
 }
 
 }  // namespace sdotest
