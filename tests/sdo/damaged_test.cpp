@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kxsupt/sdo.h"
@@ -16,11 +17,12 @@ namespace {
 using sdotest::Bytes;
 using sdotest::ConfigPtr;
 
-// Reads every value byte a walk hands out, so a bad pointer or length shows.
-uint32_t g_sum = 0;
+// Reads every value byte a walk hands out, so a bad pointer or length shows,
+// and counts the images begun.
+uint32_t g_sum = 0, g_begins = 0;
 uint32_t TouchBegin(uint32_t, uint32_t, uint32_t, uint32_t, int32_t, const void *image) {
   g_sum += static_cast<const uint8_t *>(image)[7];
-  return 0;
+  return ++g_begins, 0;
 }
 uint32_t TouchEntry(uint32_t, uint32_t *, uint16_t, uint32_t, uint32_t, uint32_t, uint32_t,
                     uint32_t length, const void *value) {
@@ -28,53 +30,38 @@ uint32_t TouchEntry(uint32_t, uint32_t *, uint16_t, uint32_t, uint32_t, uint32_t
   return 0;
 }
 uint32_t Walk(const Bytes &image, uint32_t recurse) {
+  g_begins = 0;
   return SMSDOBinaryWalk(image.data(), 0, TouchBegin, TouchEntry, nullptr, nullptr, recurse);
 }
-uint32_t AddImage(SDOConfig *config, const Bytes &image) {
-  return SMSDOConfigAddData(config, 1, 0x0C, image.data(), static_cast<uint32_t>(image.size()), 0);
-}
 
-// Runs every reader over `image`, in a block of exactly max(its size, declared
-// total) bytes, and checks what must hold whatever the bytes: a config that
+// Runs every reader over `block`, grown to its declared total if that is
+// larger, and checks what must hold whatever the bytes: a config that
 // converts out converts back to an equal one.
-void ExerciseReaders(const Bytes &image) {
-  Bytes block = image;
+void ExerciseReaders(Bytes block) {
   block.resize(std::max<size_t>(block.size() < 8 ? 8 : sdotest::Get16(&block[6]), block.size()));
   const uint8_t *base = block.data();
-  ConfigPtr config(SMSDOBinaryToConfig(base));
-  if (config != nullptr) {
-    Bytes out(SMSDOConfigGetBinarySize(config.get()));
-    uint32_t size = static_cast<uint32_t>(out.size());
-    EXPECT_EQ(SMSDOConfigToBinary(config.get(), out.data(), &size), 0u);
-    ConfigPtr again(SMSDOBinaryToConfig(out.data()));
+  if (ConfigPtr config(SMSDOBinaryToConfig(base)); config != nullptr) {
+    ConfigPtr again(SMSDOBinaryToConfig(sdotest::ToBinary(config.get()).data()));
     EXPECT_EQ(SMSDOConfigCompareByValue(config.get(), again.get()), 1);
   }
   static uint8_t buffer[65536];
+  uint32_t size = 0;
   const int32_t count = SMSDOBinaryGetCount(base, nullptr);
   for (int32_t i = 0; i < count && i < 64; ++i) {
-    uint16_t id = 0;
-    uint32_t size = sizeof buffer;
-    if (SMSDOBinaryGetDataByIndex(base, i, &id, nullptr, buffer, &size) == 0) {
-      size = sizeof buffer;
-      SMSDOBinaryGetDataByID(base, id, nullptr, buffer, &size);
-    }
-    size = sizeof buffer;
-    SMSDOBinaryGetDataByID(base, static_cast<uint16_t>(i + 1), nullptr, buffer, &size);
-    size = sizeof buffer;
-    SMSDOBinaryArrayGetByIndex(base, 0, i, buffer, &size);
+    uint16_t id = static_cast<uint16_t>(i + 1);  // or the ID found at index i
+    SMSDOBinaryGetDataByIndex(base, i, &id, nullptr, buffer, &(size = sizeof buffer));
+    SMSDOBinaryGetDataByID(base, id, nullptr, buffer, &(size = sizeof buffer));
+    SMSDOBinaryArrayGetByIndex(base, 0, i, buffer, &(size = sizeof buffer));
   }
   Walk(block, 1);
   Walk(block, 0);
   SDOConfig *handles[64] = {};
-  uint32_t capacity = 64;
-  if (SMSDOBinaryArrayToConfigArray(base, handles, &capacity) == 0) {
-    for (uint32_t i = 0; i < capacity; ++i) SMSDOConfigFree(handles[i]);
+  if (SMSDOBinaryArrayToConfigArray(base, handles, &(size = 64)) == 0) {
+    for (uint32_t i = 0; i < size; ++i) SMSDOConfigFree(handles[i]);
   }
-  uint32_t room = static_cast<uint32_t>(block.size());
-  const uint8_t value[6] = {1, 2, 3, 4, 5, 6};
   if (count > 0 && block.size() >= 16) {
-    SMSDOBinarySetData(block.data(), &room, sdotest::Get16(&block[8]),
-                       std::max<uint8_t>(block[10], 1), value, 6);
+    SMSDOBinarySetData(block.data(), &(size = block.size()), sdotest::Get16(&block[8]),
+                       std::max<uint8_t>(block[10], 1), buffer, 6);
   }
 }
 
@@ -98,7 +85,7 @@ TEST(SdoDamaged, truncated_images_are_refused_by_every_reader) {
     // An add reads only the size it is given: a value cut short of the header
     // it claims is a failed conversion.
     Bytes cut(image.begin(), image.begin() + static_cast<std::ptrdiff_t>(length));
-    EXPECT_EQ(AddImage(config.get(), cut), length < 4 ? 271u : 0xFFFFFFFFu);
+    EXPECT_EQ(sdotest::Add(config.get(), 1, cut, 0x0C), length < 4 ? 271u : 0xFFFFFFFFu);
     if (length < 8) continue;
     // The block was cut and its size field says so: records that point past
     // it must be refused.
@@ -111,42 +98,25 @@ TEST(SdoDamaged, truncated_images_are_refused_by_every_reader) {
     }
     ExerciseReaders(cut);
   }
-  Bytes array = sdotest::EncodeArray({{}, {}});
-  for (size_t length = 4; length < array.size(); ++length) {
-    EXPECT_EQ(AddImage(config.get(), Bytes(array.begin(), array.begin() + length)), 257u);
-  }
-  EXPECT_EQ(SMSDOConfigGetCount(config.get()), 0u);
 }
 
 TEST(SdoDamaged, lying_fields_are_refused_with_each_operations_status) {
-  // Records at 8 (ID 3, out of line, length 6, offset 16) and 16 (ID 5,
-  // inline); data area from 24 to 30.
-  const Bytes good = {'B', 'O', 'D', 'S', 2, 0,    30,   0, 3, 0, 7, 4, 6, 0, 16,
-                      0,   5,   0,   2,   1, 0x34, 0x12, 0, 0, 1, 2, 3, 4, 5, 6};
-  struct Lie {
-    const char *what;
-    size_t at;
-    uint8_t low;
-  } lies[] = {
-      {"total below the header", 6, 7}, {"table past the total", 4, 4},
-      {"value past the total", 12, 7},  {"offset past the total", 14, 17},
-      {"offset into the table", 14, 8}, {"offset onto its own record", 14, 0},
-  };
-  for (const Lie &lie : lies) {
-    SCOPED_TRACE(lie.what);
-    Bytes image = good;
-    image[lie.at] = lie.low;
+  // The sample's records: 8 (ID 3, out of line, length 6, offset 16) and 16
+  // (ID 5, inline); data area from 24 to 30.
+  // Total below the header, table past the total, value past the total,
+  // offset past the total, into the table, onto its own record.
+  for (auto [at, lie] : {std::pair(6, 7), {4, 4}, {12, 7}, {14, 17}, {14, 8}, {14, 0}}) {
+    SCOPED_TRACE(::testing::Message() << "byte " << at << " = " << lie);
+    Bytes image = sdotest::kSampleImage;
+    image[at] = static_cast<uint8_t>(lie);
     uint8_t buffer[64];
     uint32_t size = sizeof buffer;
-    EXPECT_EQ(SMSDOBinaryGetDataByID(image.data(), 3, nullptr, buffer, &size), 257u);
     uint16_t id = 0;
+    EXPECT_EQ(SMSDOBinaryGetDataByID(image.data(), 3, nullptr, buffer, &size), 257u);
     EXPECT_EQ(SMSDOBinaryGetDataByIndex(image.data(), 0, &id, nullptr, buffer, &size), 257u);
     EXPECT_EQ(SMSDOBinaryToConfig(image.data()), nullptr);
     EXPECT_EQ(Walk(image, 1), 271u);
-    uint32_t room = 30;
-    EXPECT_EQ(SMSDOBinarySetData(image.data(), &room, 3, 7, buffer, 2), 271u);
-    ConfigPtr config(SMSDOConfigAlloc());
-    EXPECT_EQ(AddImage(config.get(), image), 0xFFFFFFFFu);
+    EXPECT_EQ(SMSDOBinarySetData(image.data(), &(size = 30), 3, 7, buffer, 2), 271u);
   }
 }
 
@@ -159,22 +129,17 @@ TEST(SdoDamaged, nested_images_must_fit_in_their_value) {
   EXPECT_EQ(Walk(image, 1), 271u);
   EXPECT_EQ(Walk(image, 0), 0u);  // without recursion the nested image is never opened
 
-  // An array whose element claims to run past the array.
+  // An array whose last element claims to run past the array.
   Bytes array = sdotest::EncodeArray({{}, {}});
-  sdotest::Put16(array, 8 + 6, 9);
+  sdotest::Put16(array, 16 + 6, 9);
   uint8_t buffer[64];
   uint32_t size = sizeof buffer;
   EXPECT_EQ(SMSDOBinaryArrayGetByIndex(array.data(), 0, 1, buffer, &size), 257u);
   SDOConfig *handles[2] = {};
-  uint32_t count = 2;
-  EXPECT_EQ(SMSDOBinaryArrayToConfigArray(array.data(), handles, &count), 257u);
+  EXPECT_EQ(SMSDOBinaryArrayToConfigArray(array.data(), handles, &(size = 2)), 257u);
   size = static_cast<uint32_t>(array.size());
   EXPECT_EQ(SMSDOBinaryArrayAddData(array.data(), &size, buffer, 8), 271u);
   EXPECT_EQ(Walk(array, 0), 271u);
-  // An element count that cannot fit (8 bytes per element at least).
-  const Bytes crowded = {'B', 'A', 'D', 'S', 2, 0, 16, 0, 'B', 'O', 'D', 'S', 0, 0, 8, 0};
-  size = sizeof buffer;
-  EXPECT_EQ(SMSDOBinaryArrayGetByIndex(crowded.data(), 0, 0, buffer, &size), 257u);
 }
 
 // An image nested `levels` deep: each level is a header and one record
@@ -191,49 +156,29 @@ Bytes DeepImage(int levels) {
   return image;
 }
 
-uint32_t g_begins = 0;
-uint32_t DepthBegin(uint32_t, uint32_t parentCookie, uint32_t, uint32_t, int32_t, const void *) {
-  EXPECT_EQ(parentCookie, g_begins);  // each level's parent is the entry just above it
-  return ++g_begins, 0;
-}
-uint32_t DepthEntry(uint32_t, uint32_t *cookie, uint16_t, uint32_t, uint32_t, uint32_t, uint32_t,
-                    uint32_t, const void *) {
-  return *cookie = g_begins, 0;
-}
-uint32_t DepthWalk(const Bytes &image, uint32_t expected) {
-  g_begins = 0;
-  EXPECT_EQ(SMSDOBinaryWalk(image.data(), 0, DepthBegin, DepthEntry, nullptr, nullptr, 1),
-            expected);
-  return g_begins;
-}
-
 // Nesting is bounded at 256 levels below the top image (the format would
 // allow 4095), so a crafted image cannot run the recursion off the stack.
 TEST(SdoDamaged, nesting_up_to_the_bound_works_and_deeper_is_refused) {
-  constexpr int kBound = 256;
-  const Bytes deepest = DeepImage(kBound);
+  constexpr uint32_t kBound = 256;
+  const Bytes deepest = DeepImage(kBound), tooDeep = DeepImage(kBound + 1);
   ConfigPtr config(SMSDOBinaryToConfig(deepest.data()));
   ASSERT_NE(config, nullptr);
-  Bytes out(deepest.size());
-  uint32_t size = static_cast<uint32_t>(out.size());
-  EXPECT_EQ(SMSDOConfigToBinary(config.get(), out.data(), &size), 0u);
-  EXPECT_EQ(out, deepest);
-  EXPECT_EQ(DepthWalk(deepest, 0), kBound + 0u);  // the innermost image is empty
-
-  const Bytes tooDeep = DeepImage(kBound + 1);
+  EXPECT_EQ(sdotest::ToBinary(config.get()), deepest);
+  EXPECT_EQ(Walk(deepest, 1), 0u);
+  EXPECT_EQ(g_begins, kBound);  // the innermost image is empty
   EXPECT_EQ(SMSDOBinaryToConfig(tooDeep.data()), nullptr);
-  EXPECT_EQ(DepthWalk(tooDeep, 271), 0u);  // refused before the first callback
-  EXPECT_EQ(SMSDOBinaryWalk(tooDeep.data(), 0, DepthBegin, DepthEntry, nullptr, nullptr, 0), 0u);
+  EXPECT_EQ(Walk(tooDeep, 1), 271u);
+  EXPECT_EQ(g_begins, 0u);  // refused before the first callback
+  EXPECT_EQ(Walk(tooDeep, 0), 0u);
   // Added as a value, the image sits one level below its config.
   config.reset(SMSDOConfigAlloc());
-  EXPECT_EQ(AddImage(config.get(), deepest), 0xFFFFFFFFu);
-  EXPECT_EQ(AddImage(config.get(), DeepImage(kBound - 1)), 0u);
-
+  EXPECT_EQ(sdotest::Add(config.get(), 1, deepest, 0x0C), 0xFFFFFFFFu);
+  EXPECT_EQ(sdotest::Add(config.get(), 1, DeepImage(kBound - 1), 0x0C), 0u);
   // The largest image the format allows, nested to the full 4095 levels, is
   // refused quickly and without a deep recursion.
   const Bytes formatLimit = DeepImage((65535 - 8) / 16);
   EXPECT_EQ(SMSDOBinaryToConfig(formatLimit.data()), nullptr);
-  DepthWalk(formatLimit, 271);
+  EXPECT_EQ(Walk(formatLimit, 1), 271u);
 }
 
 // Every single-byte change of a nested image, at every position: whatever the

@@ -11,6 +11,8 @@
 #include <random>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "kxsupt/sdo.h"
 
 namespace sdotest {
@@ -22,6 +24,27 @@ struct ConfigDeleter {
 };
 using ConfigPtr = std::unique_ptr<SDOConfig, ConfigDeleter>;
 
+// The config's binary form, in a block of exactly the size it reports.
+inline Bytes ToBinary(const SDOConfig *config) {
+  Bytes image(SMSDOConfigGetBinarySize(config));
+  uint32_t size = static_cast<uint32_t>(image.size());
+  EXPECT_EQ(SMSDOConfigToBinary(config, image.data(), &size), 0u);
+  EXPECT_EQ(size, image.size());
+  return image;
+}
+inline uint32_t Add(SDOConfig *config, uint16_t id, const Bytes &bytes, uint8_t type = 1,
+                    uint32_t replace = 0) {
+  return SMSDOConfigAddData(config, id, type, bytes.data(), static_cast<uint32_t>(bytes.size()),
+                            replace);
+}
+
+// The 30-byte layout example: IDs 3 (6 bytes, type 7) and 5 (0x1234, type 2).
+inline const Bytes kSampleImage = {
+    'B',  'O',  'D',  'S',  2,    0,    30, 0,  // magic 0x53444F42, count 2, total 30
+    3,    0,    0x07, 0x04, 6,    0,    16, 0,  // ID 3: out of line, length 6, offset 16
+    5,    0,    0x02, 0x01, 0x34, 0x12, 0,  0,  // ID 5: inline, 2 bytes
+    0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5,         // the data area
+};
 struct ModelObject;
 
 // One property as a config holds it: opaque bytes, or children (code 13).
@@ -106,8 +129,7 @@ class ModelGenerator {
       uint16_t id = static_cast<uint16_t>(Uniform(1, 0xFFFD));
       if (object.values.count(id) != 0) continue;
       ModelValue value = Value(depth, budget - used - 8);
-      size_t cost = ValueImage(value).size();
-      cost = cost <= 4 ? 8 : 8 + cost;
+      const size_t size = ValueImage(value).size(), cost = size <= 4 ? 8 : 8 + size;
       if (used + cost > budget) continue;
       used += cost;
       object.values.emplace(id, std::move(value));
@@ -136,10 +158,8 @@ class ModelGenerator {
       }
       return value;
     }
-    static constexpr uint8_t kOpaqueCodes[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 14, 15};
-    do {
-      value.type = static_cast<uint8_t>(attributes | kOpaqueCodes[Uniform(0, 13)]);
-    } while (value.type == 0);
+    const int code = Uniform(attributes == 0 ? 1 : 0, 13);  // any but 12 and 13; type 0 is invalid
+    value.type = static_cast<uint8_t>(attributes | (code < 12 ? code : code + 2));
     value.bytes = RandomBytes(Uniform(0, 3) == 0 ? Uniform(1, 64) : Uniform(1, 6));
     return value;
   }
@@ -159,11 +179,7 @@ inline SDOConfig *Build(const ModelObject &object, std::mt19937 &rng) {
     const ModelValue &value = object.values.at(id);
     // Empty arrays only exist in binary form: a handle array cannot be empty.
     if (!value.isChild() || value.children.empty() || rng() % 3 == 0) {
-      const Bytes image = ValueImage(value);
-      if (SMSDOConfigAddData(config.get(), id, value.binaryType(), image.data(),
-                             static_cast<uint32_t>(image.size()), 0) != 0) {
-        return nullptr;
-      }
+      if (Add(config.get(), id, ValueImage(value), value.binaryType()) != 0) return nullptr;
       continue;
     }
     std::vector<SDOConfig *> children;
