@@ -45,6 +45,7 @@ inline const Bytes kSampleImage = {
     5,    0,    0x02, 0x01, 0x34, 0x12, 0,  0,  // ID 5: inline, 2 bytes
     0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5,         // the data area
 };
+
 struct ModelObject;
 
 // One property as a config holds it: opaque bytes, or children (code 13).
@@ -56,9 +57,7 @@ struct ModelValue {
   bool isChild() const { return (type & 0x0F) == 13; }
   bool isArray() const { return (type & 0x10) != 0; }
   // The type byte the binary form carries: children travel under code 12.
-  uint8_t binaryType() const {
-    return isChild() ? static_cast<uint8_t>((type & 0xF0) | 0x0C) : type;
-  }
+  uint8_t binaryType() const { return isChild() ? static_cast<uint8_t>((type & 0xF0) | 12) : type; }
 };
 
 struct ModelObject {
