@@ -110,7 +110,8 @@ TEST(SdoRoundTrip, random_trees_convert_to_the_encoded_bytes_and_back) {
     EXPECT_EQ(SMSDOConfigCompareByValue(clone.get(), config.get()), 1);
 
     // Removing a random value (by ID, or by index under an invalid ID) from
-    // the clone leaves the model without it, and unequal to the original.
+    // the clone leaves the model without it, and unequal to the original; then
+    // everything goes.
     if (model.values.empty()) continue;
     const int index = generator.Uniform(0, static_cast<int>(model.values.size()) - 1);
     const auto it = std::next(model.values.begin(), index);
@@ -119,6 +120,8 @@ TEST(SdoRoundTrip, random_trees_convert_to_the_encoded_bytes_and_back) {
     model.values.erase(it);
     ExpectConfigHolds(clone.get(), model);
     EXPECT_EQ(SMSDOConfigCompareByValue(clone.get(), config.get()), 0);
+    ASSERT_EQ(SMSDOConfigRemoveData(clone.get(), 0xFFFE, 7, 1), 0u);  // all: ID, index ignored
+    ExpectConfigHolds(clone.get(), ModelObject{});
   }
 }
 
