@@ -1,21 +1,50 @@
 // Test oracle for SDO objects: a plain model of a property tree, an encoder of
 // its binary form written from the format description alone (explicit
-// little-endian bytes, no library code), and builders that turn a model into
-// configs through the exported interface.
+// little-endian bytes, no library code), random models, and a builder that
+// turns a model into a config through the exported interface.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <random>
-#include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "kxsupt/sdo.h"
 
 namespace sdotest {
 
 using Bytes = std::vector<uint8_t>;
+
+struct ConfigDeleter {
+  void operator()(SDOConfig *config) const { SMSDOConfigFree(config); }
+};
+using ConfigPtr = std::unique_ptr<SDOConfig, ConfigDeleter>;
+
+// The config's binary form, in a block of exactly the size it reports.
+inline Bytes ToBinary(const SDOConfig *config) {
+  Bytes image(SMSDOConfigGetBinarySize(config));
+  uint32_t size = static_cast<uint32_t>(image.size());
+  EXPECT_EQ(SMSDOConfigToBinary(config, image.data(), &size), 0u);
+  EXPECT_EQ(size, image.size());
+  return image;
+}
+inline uint32_t Add(SDOConfig *config, uint16_t id, const Bytes &bytes, uint8_t type = 1,
+                    uint32_t replace = 0) {
+  return SMSDOConfigAddData(config, id, type, bytes.data(), static_cast<uint32_t>(bytes.size()),
+                            replace);
+}
+
+// The 30-byte layout example: IDs 3 (6 bytes, type 7) and 5 (0x1234, type 2).
+inline const Bytes kSampleImage = {
+    'B',  'O',  'D',  'S',  2,    0,    30, 0,  // magic 0x53444F42, count 2, total 30
+    3,    0,    0x07, 0x04, 6,    0,    16, 0,  // ID 3: out of line, length 6, offset 16
+    5,    0,    0x02, 0x01, 0x34, 0x12, 0,  0,  // ID 5: inline, 2 bytes
+    0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5,         // the data area
+};
 
 struct ModelObject;
 
@@ -28,21 +57,16 @@ struct ModelValue {
   bool isChild() const { return (type & 0x0F) == 13; }
   bool isArray() const { return (type & 0x10) != 0; }
   // The type byte the binary form carries: children travel under code 12.
-  uint8_t binaryType() const {
-    return isChild() ? static_cast<uint8_t>((type & 0xF0) | 0x0C) : type;
-  }
+  uint8_t binaryType() const { return isChild() ? static_cast<uint8_t>((type & 0xF0) | 12) : type; }
 };
 
 struct ModelObject {
   std::map<uint16_t, ModelValue> values;
 };
 
-inline void Put16(Bytes &out, size_t at, uint32_t v) {
+inline void Put16(Bytes &out, size_t at, size_t v) {
   out[at] = static_cast<uint8_t>(v);
   out[at + 1] = static_cast<uint8_t>(v >> 8);
-}
-inline void Put32(Bytes &out, size_t at, uint32_t v) {
-  for (int i = 0; i < 4; ++i) out[at + i] = static_cast<uint8_t>(v >> (8 * i));
 }
 inline uint32_t Get16(const uint8_t *at) {
   return at[0] | (at[1] << 8);
@@ -51,14 +75,13 @@ inline uint32_t Get16(const uint8_t *at) {
 Bytes EncodeObject(const ModelObject &object);
 
 inline Bytes EncodeArray(const std::vector<ModelObject> &elements) {
-  Bytes out(8, 0);
-  out[0] = 'B', out[1] = 'A', out[2] = 'D', out[3] = 'S';
+  Bytes out = {'B', 'A', 'D', 'S', 0, 0, 0, 0};
   for (const ModelObject &element : elements) {
     Bytes image = EncodeObject(element);
     out.insert(out.end(), image.begin(), image.end());
   }
-  Put16(out, 4, static_cast<uint32_t>(elements.size()));
-  Put16(out, 6, static_cast<uint32_t>(out.size()));
+  Put16(out, 4, elements.size());
+  Put16(out, 6, out.size());
   return out;
 }
 
@@ -69,27 +92,26 @@ inline Bytes ValueImage(const ModelValue &value) {
 }
 
 inline Bytes EncodeObject(const ModelObject &object) {
-  const size_t n = object.values.size();
-  Bytes out(8 + 8 * n, 0);
+  Bytes out(8 + 8 * object.values.size(), 0);
   out[0] = 'B', out[1] = 'O', out[2] = 'D', out[3] = 'S';
-  Put16(out, 4, static_cast<uint32_t>(n));
+  Put16(out, 4, object.values.size());
   size_t record = 8;
   for (const auto &[id, value] : object.values) {
     Bytes image = ValueImage(value);
     Put16(out, record, id);
     out[record + 2] = value.binaryType();
-    if (image.size() <= 4) {
+    if (image.size() <= 4) {  // inline: storage byte is length - 1
       out[record + 3] = static_cast<uint8_t>(image.size() - 1);
-      for (size_t i = 0; i < image.size(); ++i) out[record + 4 + i] = image[i];
-    } else {
+      std::copy(image.begin(), image.end(), out.begin() + record + 4);
+    } else {  // out of line: length, then offset from the record
       out[record + 3] = 0x04;
-      Put16(out, record + 4, static_cast<uint32_t>(image.size()));
-      Put16(out, record + 6, static_cast<uint32_t>(out.size() - record));
+      Put16(out, record + 4, image.size());
+      Put16(out, record + 6, out.size() - record);
       out.insert(out.end(), image.begin(), image.end());
     }
     record += 8;
   }
-  Put16(out, 6, static_cast<uint32_t>(out.size()));
+  Put16(out, 6, out.size());
   return out;
 }
 
@@ -106,8 +128,7 @@ class ModelGenerator {
       uint16_t id = static_cast<uint16_t>(Uniform(1, 0xFFFD));
       if (object.values.count(id) != 0) continue;
       ModelValue value = Value(depth, budget - used - 8);
-      size_t cost = ValueImage(value).size();
-      cost = cost <= 4 ? 8 : 8 + cost;
+      const size_t size = ValueImage(value).size(), cost = size <= 4 ? 8 : 8 + size;
       if (used + cost > budget) continue;
       used += cost;
       object.values.emplace(id, std::move(value));
@@ -116,6 +137,11 @@ class ModelGenerator {
   }
 
   int Uniform(int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng_); }
+  Bytes RandomBytes(size_t n) {
+    Bytes bytes(n);
+    for (uint8_t &b : bytes) b = static_cast<uint8_t>(Uniform(0, 255));
+    return bytes;
+  }
   std::mt19937 &rng() { return rng_; }
 
  private:
@@ -131,12 +157,9 @@ class ModelGenerator {
       }
       return value;
     }
-    static constexpr uint8_t kOpaqueCodes[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 14, 15};
-    do {
-      value.type = static_cast<uint8_t>(attributes | kOpaqueCodes[Uniform(0, 13)]);
-    } while (value.type == 0);
-    const int length = Uniform(0, 3) == 0 ? Uniform(1, 64) : Uniform(1, 6);
-    for (int i = 0; i < length; ++i) value.bytes.push_back(static_cast<uint8_t>(Uniform(0, 255)));
+    const int code = Uniform(attributes == 0 ? 1 : 0, 13);  // any but 12 and 13; type 0 is invalid
+    value.type = static_cast<uint8_t>(attributes | (code < 12 ? code : code + 2));
+    value.bytes = RandomBytes(Uniform(0, 3) == 0 ? Uniform(1, 64) : Uniform(1, 6));
     return value;
   }
 
@@ -147,41 +170,28 @@ class ModelGenerator {
 // in a random order and children either as handles (code 13) or as images
 // (code 12). Null if any add fails.
 inline SDOConfig *Build(const ModelObject &object, std::mt19937 &rng) {
-  SDOConfig *config = SMSDOConfigAlloc();
+  ConfigPtr config(SMSDOConfigAlloc());
   std::vector<uint16_t> order;
   for (const auto &entry : object.values) order.push_back(entry.first);
   std::shuffle(order.begin(), order.end(), rng);
   for (uint16_t id : order) {
     const ModelValue &value = object.values.at(id);
-    uint32_t status;
     // Empty arrays only exist in binary form: a handle array cannot be empty.
-    const bool asImage = value.isChild() && (value.children.empty() || rng() % 3 == 0);
-    if (!value.isChild()) {
-      status = SMSDOConfigAddData(config, id, value.type, value.bytes.data(),
-                                  static_cast<uint32_t>(value.bytes.size()), 0);
-    } else if (asImage) {
-      Bytes image = ValueImage(value);
-      status = SMSDOConfigAddData(config, id, static_cast<uint8_t>((value.type & 0xF0) | 0x0C),
-                                  image.data(), static_cast<uint32_t>(image.size()), 0);
-    } else if (!value.isArray()) {
-      SDOConfig *child = Build(value.children[0], rng);
-      status = SMSDOConfigAddData(config, id, value.type, child, 8, 0);
-      if (status != 0) SMSDOConfigFree(child);
-    } else {
-      std::vector<SDOConfig *> children;
-      for (const ModelObject &element : value.children) children.push_back(Build(element, rng));
-      status = SMSDOConfigAddData(config, id, value.type, children.data(),
-                                  static_cast<uint32_t>(children.size() * sizeof(SDOConfig *)), 0);
-      if (status != 0) {
-        for (SDOConfig *child : children) SMSDOConfigFree(child);
-      }
+    if (!value.isChild() || value.children.empty() || rng() % 3 == 0) {
+      if (Add(config.get(), id, ValueImage(value), value.binaryType()) != 0) return nullptr;
+      continue;
     }
-    if (status != 0) {
-      SMSDOConfigFree(config);
+    std::vector<SDOConfig *> children;
+    for (const ModelObject &element : value.children) children.push_back(Build(element, rng));
+    // A single child is passed as the handle itself, an array as the handles.
+    const void *data = value.isArray() ? static_cast<void *>(children.data()) : children[0];
+    if (SMSDOConfigAddData(config.get(), id, value.type, data,
+                           static_cast<uint32_t>(children.size() * sizeof(SDOConfig *)), 0) != 0) {
+      for (SDOConfig *child : children) SMSDOConfigFree(child);
       return nullptr;
     }
   }
-  return config;
+  return config.release();
 }
 
 }  // namespace sdotest

@@ -1,0 +1,255 @@
+// SDO behaviour the random models do not exercise: the 30-byte layout example,
+// the status of every failing call (in the order the checks are made), failed
+// adds that leave the config as it was, the limits that give 19, the different
+// sum of ReCalcBinarySize, binary-array measuring and appending, ownership of
+// children, and the walk's edge cases.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <tuple>
+#include <vector>
+
+#include "kxsupt/sdo.h"
+#include "sdo_model.h"
+
+namespace {
+
+using sdotest::Add;
+using sdotest::Bytes;
+using sdotest::ConfigPtr;
+using sdotest::kSampleImage;
+using sdotest::ToBinary;
+
+// IDs 5 (2-byte value 0x1234, host order) and 3 (6 bytes), added out of order.
+ConfigPtr SampleConfig() {
+  ConfigPtr config(SMSDOConfigAlloc());
+  EXPECT_EQ(Add(config.get(), 5, {0x34, 0x12}, 0x02), 0u);
+  EXPECT_EQ(Add(config.get(), 3, {0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5}, 0x07), 0u);
+  return config;
+}
+
+const Bytes kEmptyArray = {'B', 'A', 'D', 'S', 0, 0, 8, 0};
+
+// A binary array of an empty object and the sample (46 bytes); with `damaged`,
+// the sample's second record (type byte at 8 + 8 + 18) has type 0 and does not
+// convert.
+Bytes SampleArray(bool damaged) {
+  Bytes array = sdotest::EncodeArray({{}});
+  array.insert(array.end(), kSampleImage.begin(), kSampleImage.end());
+  array[4] = 2, array[6] = 46, array[16 + 18] = damaged ? 0 : 2;
+  return array;
+}
+
+// Each read checks its arguments, then the image, then the value, and a
+// buffer too small reports the size needed without writing the type or ID.
+TEST(SdoQuirks, layout_example_and_statuses_in_check_order) {
+  ConfigPtr config = SampleConfig();
+  ASSERT_EQ(ToBinary(config.get()), kSampleImage);
+  const uint8_t *image = kSampleImage.data();
+  Bytes wrong = kSampleImage, block = kSampleImage;
+  wrong[0] = 'X';
+  uint8_t buf[64] = {}, type = 0x55;
+  uint16_t id = 0;
+  uint32_t size = 0;
+  auto cById = [&](uint16_t i) {
+    return SMSDOConfigGetDataByID(config.get(), i, &type, buf, &size);
+  };
+  auto bById = [&](const void *bin, uint16_t i) {
+    return SMSDOBinaryGetDataByID(bin, i, &type, buf, &size);
+  };
+  auto bByIndex = [&](const void *bin, uint32_t i, uint16_t *pid) {
+    return SMSDOBinaryGetDataByIndex(bin, i, pid, &type, buf, &size);
+  };
+  auto set = [&](void *bin, uint16_t i, uint8_t t, uint32_t n) {
+    return SMSDOBinarySetData(bin, &size, i, t, buf, n);
+  };
+  auto toConfig = [](Bytes bin, size_t at, uint8_t v) {
+    bin[at] = v;
+    return static_cast<uint32_t>(ConfigPtr(SMSDOBinaryToConfig(bin.data())) != nullptr);
+  };
+  struct Case {
+    const char *what;
+    uint32_t sizeIn;
+    std::function<uint32_t()> call;
+    uint32_t status;
+    int64_t sizeOut = -1;  // -1: left as it was
+    int typeOut = 0x55;    // the type byte after the call
+  } cases[] = {
+      {"config count of null", 0, [] { return SMSDOConfigGetCount(nullptr); }, 0xFFFFFFFF},
+      {"config by ID, ID 0xFFFF", 8, [&] { return cById(0xFFFF); }, 271},
+      {"config by ID, absent", 8, [&] { return cById(4); }, 256, 8},
+      {"config by ID, too small", 5, [&] { return cById(3); }, 16, 6, 0x07},
+      {"config by index, past the end", 8,
+       [&] { return SMSDOConfigGetDataByIndex(config.get(), 2, &id, 0, buf, &size); }, 12},
+      {"binary by ID, ID 0", 8, [&] { return bById(image, 0); }, 271},
+      {"binary by ID, foreign magic", 8, [&] { return bById(wrong.data(), 5); }, 257},
+      {"binary by ID, array magic", 8, [&] { return bById(kEmptyArray.data(), 5); }, 257},
+      {"binary by ID, absent", 8, [&] { return bById(image, 4); }, 256},
+      {"binary by ID, too small", 3, [&] { return bById(image, 5); }, 16, 4},
+      {"binary by ID, an inline slot", 8, [&] { return bById(image, 5); }, 0, 4, 0x02},
+      {"binary by index, past the end", 8, [&] { return bByIndex(image, 2, &id); }, 12},
+      {"binary by index, count before magic", 8, [&] { return bByIndex(wrong.data(), 2, &id); },
+       12},
+      {"binary by index, foreign magic", 8, [&] { return bByIndex(wrong.data(), 1, &id); }, 257},
+      {"binary by index, too small", 5, [&] { return bByIndex(image, 0, &id); }, 16, 6},
+      {"binary by index, inline", 1, [&] { return bByIndex(image, 1, &id); }, 16, 2},
+      {"array get from an object", 64,
+       [&] { return SMSDOBinaryArrayGetByIndex(image, 0, 0, buf, &size); }, 257},
+      {"array get past the end", 64,
+       [&] { return SMSDOBinaryArrayGetByIndex(&kEmptyArray[0], 0, 0, buf, &size); }, 256},
+      {"to binary, too small", 29, [&] { return SMSDOConfigToBinary(config.get(), buf, &size); },
+       16, 29},
+      {"to config, array magic", 0, [&] { return toConfig(kSampleImage, 1, 'A'); }, 0},
+      {"to config, duplicate ID", 0, [&] { return toConfig(kSampleImage, 16, 3); }, 0},
+      {"to config, code 13", 0, [&] { return toConfig(kSampleImage, 18, 0x0D); }, 0},
+      {"set data, room 15", 15, [&] { return set(block.data(), 5, 2, 2); }, 16},
+      {"set data, foreign magic", 30, [&] { return set(wrong.data(), 5, 2, 2); }, 271},
+      {"set data never adds", 30, [&] { return set(block.data(), 6, 2, 2); }, 256},
+      {"set data, other type", 30, [&] { return set(block.data(), 5, 3, 2); }, 256},
+      {"set data, rebuilt form too big", 30, [&] { return set(block.data(), 5, 2, 40); }, 16, 70},
+  };
+  for (const Case &c : cases) {
+    size = c.sizeIn;
+    type = 0x55;
+    EXPECT_EQ(c.call(), c.status) << c.what;
+    EXPECT_EQ(size, c.sizeOut < 0 ? c.sizeIn : c.sizeOut) << c.what;
+    EXPECT_EQ(type, c.typeOut) << c.what;
+    EXPECT_EQ(id, 0) << c.what;
+  }
+  EXPECT_EQ(block, kSampleImage);
+}
+
+TEST(SdoQuirks, failed_adds_leave_the_config_as_it_was) {
+  ConfigPtr config = SampleConfig();
+  Bytes badObject = kSampleImage;
+  badObject[18] = 0;
+  const Bytes array = SampleArray(false), cutObject(kSampleImage.begin(), kSampleImage.end() - 1);
+  using Case = std::tuple<uint16_t, uint8_t, Bytes, uint32_t, uint32_t>;
+  for (const auto &[id, type, data, replace, status] : std::vector<Case>{
+           {0, 1, {1}, 0, 271},
+           {0xFFFE, 1, {1}, 0, 271},
+           {7, 0x1D, Bytes(12), 0, 271},        // not a whole number of handles
+           {7, 0x0C, {'B', 'O', 'D'}, 0, 271},  // too short to carry a magic
+           {7, 0x0C, Bytes(8, 'B'), 0, 271},    // no SDO magic
+           {5, 1, {1}, 0, 258},                 // replacement only with flag 1
+           {5, 1, {1}, 2, 258},
+           {3, 0x0C, kSampleImage, 0, 258},  // converted, then refused: freed again
+           {3, 0x0C, array, 0, 258},
+           {7, 0x0C, SampleArray(true), 0, 0xFFFFFFFF},  // an element does not convert
+           {7, 0x0C, badObject, 0, 0xFFFFFFFF},          // the image does not convert
+           {7, 0x0C, cutObject, 0, 0xFFFFFFFF},
+           {7, 0x0C, Bytes(array.begin(), array.end() - 1), 0, 257},
+       }) {
+    EXPECT_EQ(Add(config.get(), id, data, type, replace), status) << id << " " << int(type);
+    EXPECT_EQ(ToBinary(config.get()), kSampleImage);
+  }
+  EXPECT_EQ(Add(config.get(), 5, {7}, 1, 1), 0u);  // flag 1 replaces, type and all
+  EXPECT_EQ(SMSDOConfigGetBinarySize(config.get()), 30u);
+  EXPECT_EQ(SMSDOConfigCompareByValue(config.get(), SampleConfig().get()), 0);  // same size
+}
+
+TEST(SdoQuirks, size_and_count_limits_give_19_and_change_nothing) {
+  ConfigPtr config(SMSDOConfigAlloc());
+  // 8 + (8 + 65519) = 65535 fits exactly; one byte more reaches 65536.
+  EXPECT_EQ(Add(config.get(), 1, Bytes(65520)), 19u);
+  ASSERT_EQ(Add(config.get(), 1, Bytes(65519)), 0u);
+  EXPECT_EQ(Add(config.get(), 2, {1}), 19u);
+  // A replacement still counts the old value, so even a smaller one is refused.
+  EXPECT_EQ(Add(config.get(), 1, {1}, 1, 1), 19u);
+  EXPECT_EQ(SMSDOConfigGetBinarySize(config.get()), 65535u);
+  SDOConfig *child = SMSDOConfigAlloc();  // a child that does not fit stays the caller's
+  EXPECT_EQ(SMSDOConfigAddData(config.get(), 3, 0x0D, child, 8, 0), 19u);
+  SMSDOConfigFree(child);
+
+  // Every value costs at least 8 bytes: (65535 - 8) / 8 = 8190 values fit.
+  config.reset(SMSDOConfigAlloc());
+  for (uint16_t id = 1; id <= 8190; ++id) ASSERT_EQ(Add(config.get(), id, {1, 2, 3, 4}), 0u);
+  EXPECT_EQ(Add(config.get(), 8191, {1}), 19u);
+  EXPECT_EQ(SMSDOConfigGetCount(config.get()), 8190u);
+}
+
+TEST(SdoQuirks, recalc_counts_full_sizes_and_array_bodies_only) {
+  ConfigPtr config(SMSDOConfigAlloc());
+  ASSERT_EQ(Add(config.get(), 1, {1, 2, 3, 4}), 0u);  // costs 8 + 8
+  EXPECT_EQ(SMSDOConfigReCalcBinarySize(config.get()), 20u);
+  // The binary form is still 16 bytes, so the conversion reports the mismatch.
+  uint8_t image[32];
+  uint32_t size = 20;
+  EXPECT_EQ(SMSDOConfigToBinary(config.get(), image, &size), 0xFFFFFFFFu);
+  EXPECT_EQ(size, 16u);
+  EXPECT_EQ(SMSDOConfigClone(config.get()), nullptr);
+
+  // An array of two empty children: cost rule 8 + (8 + 16) = 32, recomputed 8 + 16.
+  config.reset(SMSDOConfigAlloc());
+  SDOConfig *pair[] = {SMSDOConfigAlloc(), SMSDOConfigAlloc()};
+  ASSERT_EQ(SMSDOConfigAddData(config.get(), 2, 0x1D, pair, sizeof pair, 0), 0u);
+  EXPECT_EQ(SMSDOConfigReCalcBinarySize(config.get()), 32u);
+  size = 32;  // the recomputed size cannot take the real form: refused, not overrun
+  EXPECT_EQ(SMSDOConfigToBinary(config.get(), image, &size), 0xFFFFFFFFu);
+}
+
+TEST(SdoQuirks, binary_arrays_measure_append_and_convert_as_stated) {
+  ConfigPtr a(SMSDOConfigAlloc()), b(SMSDOConfigAlloc());
+  SDOConfig *configs[] = {a.get(), nullptr, b.get()};
+  uint32_t size = 0;  // measuring leaves out the header and skips null handles
+  ASSERT_EQ(SMSDOConfigArrayToBinaryArray(configs, 3, nullptr, &size), 0u);
+  EXPECT_EQ(size, 16u);
+  Bytes block(24);  // too small is no failure: what fits is appended, the size out tells
+  ASSERT_EQ(SMSDOConfigArrayToBinaryArray(configs, 3, block.data(), &(size = 20)), 0u);
+  EXPECT_EQ(size, 24u);
+  uint16_t isArray = 0;
+  EXPECT_EQ(SMSDOBinaryGetCount(block.data(), &isArray), 1);
+  EXPECT_EQ(isArray, 1);
+
+  // An append may not make the block reach 65536 bytes: 16, size out unchanged.
+  Bytes big(70000);
+  ASSERT_EQ(SMSDOBinaryArrayInitHeader(big.data(), 8), 0u);
+  size = static_cast<uint32_t>(big.size());
+  EXPECT_EQ(SMSDOBinaryArrayAddData(big.data(), &size, big.data() + 8, 65528), 16u);
+  EXPECT_EQ(size, 70000u);
+  EXPECT_EQ(SMSDOBinaryArrayAddData(big.data(), &size, big.data() + 8, 65527), 0u);
+
+  // An object image under a type with the array flag is an array of one.
+  ConfigPtr parent(SMSDOConfigAlloc());
+  ASSERT_EQ(Add(parent.get(), 1, kSampleImage, 0x5C), 0u);
+  uint8_t type = 0;
+  EXPECT_EQ(SMSDOConfigGetDataByID(parent.get(), 1, &type, nullptr, &size), 16u);
+  EXPECT_EQ(type, 0x5D);
+  EXPECT_EQ(size, 8u);
+
+  // An element that does not convert clears the caller's whole array.
+  SDOConfig *out[3] = {nullptr, nullptr, SMSDOConfigAlloc()};
+  size = 3;
+  EXPECT_EQ(SMSDOBinaryArrayToConfigArray(SampleArray(true).data(), out, &size), 0xFFFFFFFFu);
+  for (SDOConfig *handle : out) EXPECT_EQ(handle, nullptr);
+}
+
+// Children added as handles pass to the parent; the sanitizer build proves
+// that nothing is freed twice and nothing leaks.
+TEST(SdoQuirks, children_stored_again_are_kept_and_replaced_ones_freed) {
+  ConfigPtr parent(SMSDOConfigAlloc());
+  SDOConfig *child = SMSDOConfigAlloc();
+  ASSERT_EQ(Add(child, 1, {1, 2, 3, 4, 5}), 0u);
+  ASSERT_EQ(SMSDOConfigAddData(parent.get(), 10, 0x0D, child, 8, 0), 0u);
+  ASSERT_EQ(SMSDOConfigAddData(parent.get(), 10, 0x0D, child, 8, 1), 0u);
+  SDOConfig *pair[] = {child, SMSDOConfigAlloc()};
+  ASSERT_EQ(SMSDOConfigAddData(parent.get(), 10, 0x1D, pair, sizeof pair, 1), 0u);
+  EXPECT_EQ(SMSDOConfigGetCount(child), 1u);        // still alive
+  ASSERT_EQ(Add(parent.get(), 10, {1}, 1, 1), 0u);  // frees both children
+  EXPECT_EQ(SMSDOConfigGetBinarySize(parent.get()), 16u);
+}
+
+// Without an end callback a walk's result is the last after-entry result.
+TEST(SdoQuirks, walk_without_end_returns_the_after_entry_result) {
+  static uint32_t calls = 0;
+  SMSDOBinaryWalkBeginFn begin = [](uint32_t, uint32_t, uint32_t, uint32_t, int32_t, const void *) {
+    return ++calls, 0u;
+  };
+  SMSDOBinaryWalkEntryFn entry = [](uint32_t, uint32_t *, uint16_t, uint32_t, uint32_t, uint32_t,
+                                    uint32_t, uint32_t, const void *) { return ++calls, 0u; };
+  SMSDOBinaryWalkAfterEntryFn afterFive = [](uint32_t, uint32_t) { return ++calls, 5u; };
+  EXPECT_EQ(SMSDOBinaryWalk(&kSampleImage[0], 0, begin, entry, afterFive, nullptr, 0), 5u);
+  EXPECT_EQ(calls, 5u);  // begin, then entry and after for both records
+}
+
+}  // namespace
