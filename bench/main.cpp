@@ -14,6 +14,7 @@ namespace {
 struct Row {
   double ours_ns = -1;
   double anchor_ns = -1;
+  double ours_bytes_per_second = 0;  // when the case counts bytes
 };
 
 // Splits "<case>/ours/<args>" into the case key "<case>/<args>" and the side.
@@ -46,19 +47,27 @@ class TableReporter : public benchmark::ConsoleReporter {
       if (rows_.find(key) == rows_.end()) order_.push_back(key);
       double ns = run.GetAdjustedRealTime() * ToNanoseconds(run.time_unit);
       (is_ours ? rows_[key].ours_ns : rows_[key].anchor_ns) = ns;
+      if (auto it = run.counters.find("bytes_per_second"); is_ours && it != run.counters.end()) {
+        rows_[key].ours_bytes_per_second = it->second.value;
+      }
     }
   }
 
   void Finalize() override {
     ConsoleReporter::Finalize();
-    std::printf("\n%-52s %14s %14s %8s\n", "case", "ours (ns)", "anchor (ns)", "ratio");
+    std::printf("\n%-52s %14s %14s %8s %10s\n", "case", "ours (ns)", "anchor (ns)", "ratio",
+                "ours MB/s");
     for (const std::string &key : order_) {
       const Row &row = rows_[key];
+      char throughput[32] = "-";
+      if (row.ours_bytes_per_second > 0) {
+        std::snprintf(throughput, sizeof throughput, "%.0f", row.ours_bytes_per_second / 1e6);
+      }
       if (row.anchor_ns > 0 && row.ours_ns > 0) {
-        std::printf("%-52s %14.1f %14.1f %8.3f\n", key.c_str(), row.ours_ns, row.anchor_ns,
-                    row.ours_ns / row.anchor_ns);
+        std::printf("%-52s %14.1f %14.1f %8.3f %10s\n", key.c_str(), row.ours_ns, row.anchor_ns,
+                    row.ours_ns / row.anchor_ns, throughput);
       } else {
-        std::printf("%-52s %14.1f %14s %8s\n", key.c_str(), row.ours_ns, "-", "-");
+        std::printf("%-52s %14.1f %14s %8s %10s\n", key.c_str(), row.ours_ns, "-", "-", throughput);
       }
     }
   }
