@@ -402,6 +402,8 @@ TEST(XltWrite, ucs2_strings_as_utf8_and_as_dumps) {
             "0x00000000: 30 41 31 41 32 41 33 41 34 41 35 41 36 41 37 41\n"
             "0x00000010: 38 41 39 41 3A 41 3B 41 3C 41 3D 41 3E 41 3F 41\n"
             "0x00000020: 40 41\n");
+  const uint8_t zeros[176] = {};  // lines of 60 bytes; upper-case offsets
+  EXPECT_EQ(Write(zeros, 176, 12 | 256, 1024).text.find("0x000000A0: "), 600u);
   for (uint32_t selector : {512u, 768u}) EXPECT_EQ(Write(units, 0, 12 | selector).status, 2u);
   const uint16_t broken[] = {0xDC00, 0};  // a lone surrogate
   EXPECT_EQ(Write(broken, 4, 12).status, 257u);
