@@ -14,11 +14,18 @@ TEST(ToolFrame, version_names_tool_and_library_interface) {
   EXPECT_NE(result.out.find("libkxsupt interface 1.1.1"), std::string::npos);
 }
 
-TEST(ToolFrame, help_lists_every_command) {
+TEST(ToolFrame, help_lists_every_command_and_each_command_has_its_own) {
   auto result = RunTool({"--help"});
   EXPECT_EQ(result.exit_status, 0);
   EXPECT_NE(result.out.find("Usage:"), std::string::npos);
   EXPECT_TRUE(result.err.empty());
+  for (std::string command : {"sdo", "crc32", "md5", "base64", "printf"}) {
+    EXPECT_NE(result.out.find("  " + command + " "), std::string::npos) << command;
+    auto own = RunTool({command, "--help"});
+    EXPECT_EQ(own.exit_status, 0) << command;
+    EXPECT_NE(own.out.find("Usage: "), std::string::npos) << command;
+    EXPECT_NE(own.out.find(" " + command + " "), std::string::npos) << command;
+  }
 }
 
 TEST(ToolFrame, bad_usage_exits_2_with_prefixed_message) {
