@@ -4,11 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <thread>
 #include <vector>
 
 #include "kxsupt/os.h"
-#include "os/mutex.h"
 
 namespace {
 
@@ -18,46 +18,28 @@ class Holder {
  public:
   explicit Holder(void *mutex) : mutex_(mutex) {
     thread_ = std::thread([this] {
-      locked_result_ = SMMutexLock(mutex_, SM_WAIT_FOREVER);
+      EXPECT_EQ(SMMutexLock(mutex_, SM_WAIT_FOREVER), SM_STATUS_SUCCESS);
       held_.store(true);
       while (!release_.load()) std::this_thread::yield();
-      SMMutexUnLock(mutex_);
+      EXPECT_EQ(SMMutexUnLock(mutex_), SM_STATUS_SUCCESS);
     });
     while (!held_.load()) std::this_thread::yield();
   }
   ~Holder() { Release(); }
-
   void Release() {
     release_.store(true);
     if (thread_.joinable()) thread_.join();
   }
-  SMStatus locked_result() const { return locked_result_; }
 
  private:
   void *mutex_;
   std::thread thread_;
   std::atomic<bool> held_{false};
   std::atomic<bool> release_{false};
-  SMStatus locked_result_ = SM_STATUS_ERROR;
 };
 
-TEST(Mutex, UnnamedCreateLockUnlockDestroy) {
-  void *mutex = SMMutexCreate(nullptr);
-  ASSERT_NE(mutex, nullptr);
-  EXPECT_EQ(SMMutexLock(mutex, SM_WAIT_FOREVER), SM_STATUS_SUCCESS);
-  EXPECT_EQ(SMMutexUnLock(mutex), SM_STATUS_SUCCESS);
-  EXPECT_EQ(SMMutexLock(mutex, 0), SM_STATUS_SUCCESS);  // free: one try is enough
-  EXPECT_EQ(SMMutexUnLock(mutex), SM_STATUS_SUCCESS);
-  EXPECT_EQ(SMMutexLock(mutex, 40), SM_STATUS_SUCCESS);
-  EXPECT_EQ(SMMutexUnLock(mutex), SM_STATUS_SUCCESS);
-  SMMutexDestroy(mutex);
-}
-
-TEST(Mutex, NamedMutexesAreNotAvailableYet) {
-  EXPECT_EQ(SMMutexCreate("shared"), nullptr);
-}
-
 TEST(Mutex, ExcludesOtherThreads) {
+  EXPECT_EQ(SMMutexCreate("shared"), nullptr);  // named mutexes are not available
   void *mutex = SMMutexCreate(nullptr);
   ASSERT_NE(mutex, nullptr);
   constexpr int kThreads = 4;
@@ -74,9 +56,8 @@ TEST(Mutex, ExcludesOtherThreads) {
           failures.fetch_add(1);
           continue;
         }
-        const long seen = counter;
-        counter = seen + 1;
-        SMMutexUnLock(mutex);
+        ++counter;
+        if (SMMutexUnLock(mutex) != SM_STATUS_SUCCESS) failures.fetch_add(1);
       }
     });
   }
@@ -86,33 +67,15 @@ TEST(Mutex, ExcludesOtherThreads) {
   SMMutexDestroy(mutex);
 }
 
-TEST(Mutex, TryOnceOnAHeldMutexTimesOutAtOnce) {
+// A held mutex times out at once for one try and after the bound otherwise;
+// a bounded wait still succeeds when the holder lets go in time.
+TEST(Mutex, TimeOutsOnAHeldMutex) {
   void *mutex = SMMutexCreate(nullptr);
   ASSERT_NE(mutex, nullptr);
-  {
-    Holder holder(mutex);
-    ASSERT_EQ(holder.locked_result(), SM_STATUS_SUCCESS);
-    EXPECT_EQ(SMMutexLock(mutex, 0), SM_STATUS_TIMEOUT);
-  }
-  EXPECT_EQ(SMMutexLock(mutex, 0), SM_STATUS_SUCCESS);  // released by the holder
-  EXPECT_EQ(SMMutexUnLock(mutex), SM_STATUS_SUCCESS);
-  SMMutexDestroy(mutex);
-}
-
-TEST(Mutex, BoundedWaitOnAHeldMutexTimesOut) {
-  void *mutex = SMMutexCreate(nullptr);
-  ASSERT_NE(mutex, nullptr);
-  Holder holder(mutex);
-  EXPECT_EQ(SMMutexLock(mutex, 40), SM_STATUS_TIMEOUT);
-  EXPECT_EQ(SMMutexLock(mutex, 1), SM_STATUS_TIMEOUT);
-  holder.Release();
-  SMMutexDestroy(mutex);
-}
-
-TEST(Mutex, BoundedWaitSucceedsWhenTheHolderLetsGo) {
-  void *mutex = SMMutexCreate(nullptr);
-  ASSERT_NE(mutex, nullptr);
-  Holder holder(mutex);
+  auto holder = std::make_unique<Holder>(mutex);
+  EXPECT_EQ(SMMutexLock(mutex, 0), 3);
+  EXPECT_EQ(SMMutexLock(mutex, 1), 3);
+  EXPECT_EQ(SMMutexLock(mutex, 40), 3);
   std::atomic<bool> waiting{false};
   SMStatus status = SM_STATUS_ERROR;
   std::thread waiter([&] {
@@ -121,18 +84,19 @@ TEST(Mutex, BoundedWaitSucceedsWhenTheHolderLetsGo) {
     if (status == SM_STATUS_SUCCESS) SMMutexUnLock(mutex);
   });
   while (!waiting.load()) std::this_thread::yield();
-  holder.Release();
+  holder.reset();
   waiter.join();
   EXPECT_EQ(status, SM_STATUS_SUCCESS);
+  EXPECT_EQ(SMMutexLock(mutex, 0), SM_STATUS_SUCCESS);  // free: one try is enough
+  EXPECT_EQ(SMMutexUnLock(mutex), SM_STATUS_SUCCESS);
   SMMutexDestroy(mutex);
 }
 
 TEST(Mutex, NullAndForeignHandlesAreRefused) {
-  EXPECT_EQ(SMMutexLock(nullptr, SM_WAIT_FOREVER), SM_STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(SMMutexLock(nullptr, 0), SM_STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(SMMutexUnLock(nullptr), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMMutexLock(nullptr, SM_WAIT_FOREVER), 271);
+  EXPECT_EQ(SMMutexLock(nullptr, 0), 271);
+  EXPECT_EQ(SMMutexUnLock(nullptr), 271);
   SMMutexDestroy(nullptr);
-
   // Any handle of the library's IPC families starts with its kind word; a
   // semaphore's (kind 2) is refused by every mutex operation and left intact.
   struct ForeignHandle {
@@ -140,21 +104,12 @@ TEST(Mutex, NullAndForeignHandlesAreRefused) {
     const char *name;
     int object;
   } semaphore{2, nullptr, 77};
-  EXPECT_EQ(SMMutexLock(&semaphore, SM_WAIT_FOREVER), SM_STATUS_OS_FAILURE);
-  EXPECT_EQ(SMMutexLock(&semaphore, 0), SM_STATUS_OS_FAILURE);
-  EXPECT_EQ(SMMutexUnLock(&semaphore), SM_STATUS_OS_FAILURE);
+  EXPECT_EQ(SMMutexLock(&semaphore, SM_WAIT_FOREVER), 257);
+  EXPECT_EQ(SMMutexLock(&semaphore, 0), 257);
+  EXPECT_EQ(SMMutexUnLock(&semaphore), 257);
   SMMutexDestroy(&semaphore);  // not a mutex: not freed (a stack object here)
   EXPECT_EQ(semaphore.kind, 2u);
   EXPECT_EQ(semaphore.object, 77);
-}
-
-TEST(Mutex, HandleRecordCarriesKindAndName) {
-  kx::os::MutexHandle *mutex = kx::os::MutexCreate(nullptr);
-  ASSERT_NE(mutex, nullptr);
-  EXPECT_EQ(mutex->kind, kx::os::kIpcKindMutex);
-  EXPECT_EQ(mutex->name, nullptr);
-  EXPECT_EQ(mutex->lock_fd, -1);
-  kx::os::MutexDestroy(mutex);
 }
 
 }  // namespace
