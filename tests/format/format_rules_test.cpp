@@ -46,42 +46,22 @@ TEST(FormatFloatingPoint, DifferencesFromC) {
   ExpectRows({
       // The digits come without trailing zeros, and the precision adds no
       // zeros of its own; only '#' restores them. 'L' still reads a double.
-      {F("%e", 1.0), "1e+00"},
-      {F("%.3e", 1.5), "1.5e+00"},
-      {F("%e", 0.0), "0e+00"},
-      {F("%E", 12345.678), "1.234568E+04"},
-      {F("%#.0e", 3.0), "3.e+00"},
-      {F("%.3Le", 2.0), "2e+00"},
+      {F("%e|%.3e|%e", 1.0, 1.5, 0.0), "1e+00|1.5e+00|0e+00"},
+      {F("%E|%#.0e|%.3Le", 12345.678, 3.0, 2.0), "1.234568E+04|3.e+00|2e+00"},
       // %f turns on the alternate form for every non-zero precision; -0.0 is
       // not below 0, so it has no sign.
       {F("%Lf", 1.5), "1.500000"},
-      {F("%.0f", 0.3), "0."},
-      {F("%.0f", -0.25), "-0."},
-      {F("%#.0f", 0.0), "0"},
+      {F("%.0f|%.0f|%#.0f", 0.3, -0.25, 0.0), "0.|-0.|0"},
       {F("%f", -0.0), "0.000000"},
       {F("%.1100f", 5e-324), c_text},
       // Correctly rounded, exact ties to even.
-      {F("%.2f", 0.125), "0.12"},
-      {F("%.0f", 2.5), "2"},
-      {F("%.0f", 3.5), "4"},
-      {F("%.0e", 2.5), "2e+00"},
+      {F("%.2f|%.0f|%.0f|%.0e", 0.125, 2.5, 3.5, 2.5), "0.12|2|4|2e+00"},
       // %g uses exponent form only above the precision, not at it.
-      {F("%g", 1000000.0), "1000000"},
-      {F("%g", 1e7), "1e+07"},
-      {F("%.2g", 100.0), "100"},
-      {F("%G", 1234567.0), "1234570"},
-      {F("%.0g", 70.0), "7e+01"},
-      {F("%g", 0.00001), "1e-05"},
-      {F("%#g", 0.0), "0.000000"},
-      {F("%#.0g", 0.0), "0"},
+      {F("%g|%g|%.2g|%G", 1e6, 1e7, 100.0, 1234567.0), "1000000|1e+07|100|1234570"},
+      {F("%.0g|%g|%#g|%#.0g", 70.0, 1e-5, 0.0, 0.0), "7e+01|1e-05|0.000000|0"},
       // Infinities and NaNs all print "Inf"; signs and zero padding apply.
-      {F("%f", nan), "Inf"},
-      {F("%f", -nan), "Inf"},
-      {F("%G", -inf), "-Inf"},
-      {F("%08f", -inf), "-0000Inf"},
-      {F("%-6f|", inf), "Inf   |"},
-      {F("%+e", inf), "+Inf"},
-      {F("% f", nan), " Inf"},
+      {F("%f|%f|%G|%08f", nan, -nan, -inf, -inf), "Inf|Inf|-Inf|-0000Inf"},
+      {F("%-6f|%+e|% f", inf, inf, nan), "Inf   |+Inf| Inf"},
   });
   // Precisions too large to store are still counted, zeros stripped or not.
   EXPECT_EQ(SMsnprintf(nullptr, 50000, "%#.100000e", 1.0), 49999);
@@ -95,18 +75,12 @@ TEST(FormatIntegersAndText, DifferencesFromC) {
       {F("%p", static_cast<void *>(nullptr)), "0x0"},
       // hh is h again (16 bits); D, O and U are ld, lo and lu; ll is l; both
       // read one 64-bit long; 'L' does not widen an integer.
-      {F("%hhd", 300), "300"},
-      {F("%hd", 70000), "4464"},
-      {F("%hu", -1), "65535"},
-      {F("%D", -5000000000L), "-5000000000"},
-      {F("%O|%U", 8L, 4294967296L), "10|4294967296"},
-      {F("%lld|%d", 1L << 40, 7), "1099511627776|7"},
-      {F("%Ld|%d", 5, 6), "5|6"},
+      {F("%hhd|%hd|%hu", 300, 70000, -1), "300|4464|65535"},
+      {F("%D|%O|%U", -5000000000L, 8L, 4294967296L), "-5000000000|10|4294967296"},
+      {F("%lld|%d|%Ld|%d", 1L << 40, 7, 5, 6), "1099511627776|7|5|6"},
       // Zero padding reaches characters and strings; a precision needs no
       // terminator within it; a null string is "(null)".
-      {F("%05s", "ab"), "000ab"},
-      {F("%05c", 'x'), "0000x"},
-      {F("%-05s|", "ab"), "ab   |"},
+      {F("%05s|%05c|%-05s|", "ab", 'x', "ab"), "000ab|0000x|ab   |"},
       {F("%.3s", unterminated), "abc"},
       {F("%.3s", static_cast<const char *>(nullptr)), "(nu"},
       // Unknown conversions print themselves as a field and consume nothing;

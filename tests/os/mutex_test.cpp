@@ -4,39 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <memory>
 #include <thread>
 #include <vector>
 
 #include "kxsupt/os.h"
 
 namespace {
-
-// Holds a mutex on another thread until released, so that the test thread
-// meets a mutex that is really owned by someone else.
-class Holder {
- public:
-  explicit Holder(void *mutex) : mutex_(mutex) {
-    thread_ = std::thread([this] {
-      EXPECT_EQ(SMMutexLock(mutex_, SM_WAIT_FOREVER), SM_STATUS_SUCCESS);
-      held_.store(true);
-      while (!release_.load()) std::this_thread::yield();
-      EXPECT_EQ(SMMutexUnLock(mutex_), SM_STATUS_SUCCESS);
-    });
-    while (!held_.load()) std::this_thread::yield();
-  }
-  ~Holder() { Release(); }
-  void Release() {
-    release_.store(true);
-    if (thread_.joinable()) thread_.join();
-  }
-
- private:
-  void *mutex_;
-  std::thread thread_;
-  std::atomic<bool> held_{false};
-  std::atomic<bool> release_{false};
-};
 
 TEST(Mutex, ExcludesOtherThreads) {
   EXPECT_EQ(SMMutexCreate("shared"), nullptr);  // named mutexes are not available
@@ -67,24 +40,29 @@ TEST(Mutex, ExcludesOtherThreads) {
   SMMutexDestroy(mutex);
 }
 
-// A held mutex times out at once for one try and after the bound otherwise;
-// a bounded wait still succeeds when the holder lets go in time.
+// A mutex held by another thread times out at once for one try and after
+// the bound otherwise; a bounded wait still succeeds when the holder lets go.
 TEST(Mutex, TimeOutsOnAHeldMutex) {
   void *mutex = SMMutexCreate(nullptr);
   ASSERT_NE(mutex, nullptr);
-  auto holder = std::make_unique<Holder>(mutex);
-  EXPECT_EQ(SMMutexLock(mutex, 0), 3);
-  EXPECT_EQ(SMMutexLock(mutex, 1), 3);
-  EXPECT_EQ(SMMutexLock(mutex, 40), 3);
-  std::atomic<bool> waiting{false};
+  std::atomic<int> stage{0};  // 1: held, 2: a waiter is starting, 3: let go
+  std::thread holder([&] {
+    EXPECT_EQ(SMMutexLock(mutex, SM_WAIT_FOREVER), SM_STATUS_SUCCESS);
+    stage.store(1);
+    while (stage.load() != 2) std::this_thread::yield();
+    EXPECT_EQ(SMMutexUnLock(mutex), SM_STATUS_SUCCESS);
+  });
+  while (stage.load() != 1) std::this_thread::yield();
+  EXPECT_EQ(SMMutexLock(mutex, 0), 3u);
+  EXPECT_EQ(SMMutexLock(mutex, 1), 3u);
+  EXPECT_EQ(SMMutexLock(mutex, 40), 3u);
   SMStatus status = SM_STATUS_ERROR;
   std::thread waiter([&] {
-    waiting.store(true);
+    stage.store(2);
     status = SMMutexLock(mutex, 4000000);  // about 1000 s of polling at most
     if (status == SM_STATUS_SUCCESS) SMMutexUnLock(mutex);
   });
-  while (!waiting.load()) std::this_thread::yield();
-  holder.reset();
+  holder.join();
   waiter.join();
   EXPECT_EQ(status, SM_STATUS_SUCCESS);
   EXPECT_EQ(SMMutexLock(mutex, 0), SM_STATUS_SUCCESS);  // free: one try is enough
@@ -93,20 +71,20 @@ TEST(Mutex, TimeOutsOnAHeldMutex) {
 }
 
 TEST(Mutex, NullAndForeignHandlesAreRefused) {
-  EXPECT_EQ(SMMutexLock(nullptr, SM_WAIT_FOREVER), 271);
-  EXPECT_EQ(SMMutexLock(nullptr, 0), 271);
-  EXPECT_EQ(SMMutexUnLock(nullptr), 271);
+  EXPECT_EQ(SMMutexLock(nullptr, SM_WAIT_FOREVER), 271u);
+  EXPECT_EQ(SMMutexLock(nullptr, 0), 271u);
+  EXPECT_EQ(SMMutexUnLock(nullptr), 271u);
   SMMutexDestroy(nullptr);
   // Any handle of the library's IPC families starts with its kind word; a
   // semaphore's (kind 2) is refused by every mutex operation and left intact.
-  struct ForeignHandle {
+  struct {
     uint32_t kind;
     const char *name;
     int object;
   } semaphore{2, nullptr, 77};
-  EXPECT_EQ(SMMutexLock(&semaphore, SM_WAIT_FOREVER), 257);
-  EXPECT_EQ(SMMutexLock(&semaphore, 0), 257);
-  EXPECT_EQ(SMMutexUnLock(&semaphore), 257);
+  EXPECT_EQ(SMMutexLock(&semaphore, SM_WAIT_FOREVER), 257u);
+  EXPECT_EQ(SMMutexLock(&semaphore, 0), 257u);
+  EXPECT_EQ(SMMutexUnLock(&semaphore), 257u);
   SMMutexDestroy(&semaphore);  // not a mutex: not freed (a stack object here)
   EXPECT_EQ(semaphore.kind, 2u);
   EXPECT_EQ(semaphore.object, 77);
