@@ -8,56 +8,11 @@
 #include <vector>
 
 #include "kxsupt/os.h"
-#include "os/mutex.h"
 
 namespace {
 
-// Holds a mutex on another thread until released, so that the test thread
-// meets a mutex that is really owned by someone else.
-class Holder {
- public:
-  explicit Holder(void *mutex) : mutex_(mutex) {
-    thread_ = std::thread([this] {
-      locked_result_ = SMMutexLock(mutex_, SM_WAIT_FOREVER);
-      held_.store(true);
-      while (!release_.load()) std::this_thread::yield();
-      SMMutexUnLock(mutex_);
-    });
-    while (!held_.load()) std::this_thread::yield();
-  }
-  ~Holder() { Release(); }
-
-  void Release() {
-    release_.store(true);
-    if (thread_.joinable()) thread_.join();
-  }
-  SMStatus locked_result() const { return locked_result_; }
-
- private:
-  void *mutex_;
-  std::thread thread_;
-  std::atomic<bool> held_{false};
-  std::atomic<bool> release_{false};
-  SMStatus locked_result_ = SM_STATUS_ERROR;
-};
-
-TEST(Mutex, UnnamedCreateLockUnlockDestroy) {
-  void *mutex = SMMutexCreate(nullptr);
-  ASSERT_NE(mutex, nullptr);
-  EXPECT_EQ(SMMutexLock(mutex, SM_WAIT_FOREVER), SM_STATUS_SUCCESS);
-  EXPECT_EQ(SMMutexUnLock(mutex), SM_STATUS_SUCCESS);
-  EXPECT_EQ(SMMutexLock(mutex, 0), SM_STATUS_SUCCESS);  // free: one try is enough
-  EXPECT_EQ(SMMutexUnLock(mutex), SM_STATUS_SUCCESS);
-  EXPECT_EQ(SMMutexLock(mutex, 40), SM_STATUS_SUCCESS);
-  EXPECT_EQ(SMMutexUnLock(mutex), SM_STATUS_SUCCESS);
-  SMMutexDestroy(mutex);
-}
-
-TEST(Mutex, NamedMutexesAreNotAvailableYet) {
-  EXPECT_EQ(SMMutexCreate("shared"), nullptr);
-}
-
 TEST(Mutex, ExcludesOtherThreads) {
+  EXPECT_EQ(SMMutexCreate("shared"), nullptr);  // named mutexes are not available
   void *mutex = SMMutexCreate(nullptr);
   ASSERT_NE(mutex, nullptr);
   constexpr int kThreads = 4;
@@ -74,9 +29,8 @@ TEST(Mutex, ExcludesOtherThreads) {
           failures.fetch_add(1);
           continue;
         }
-        const long seen = counter;
-        counter = seen + 1;
-        SMMutexUnLock(mutex);
+        ++counter;
+        if (SMMutexUnLock(mutex) != SM_STATUS_SUCCESS) failures.fetch_add(1);
       }
     });
   }
@@ -86,75 +40,54 @@ TEST(Mutex, ExcludesOtherThreads) {
   SMMutexDestroy(mutex);
 }
 
-TEST(Mutex, TryOnceOnAHeldMutexTimesOutAtOnce) {
+// A mutex held by another thread times out at once for one try and after
+// the bound otherwise; a bounded wait still succeeds when the holder lets go.
+TEST(Mutex, TimeOutsOnAHeldMutex) {
   void *mutex = SMMutexCreate(nullptr);
   ASSERT_NE(mutex, nullptr);
-  {
-    Holder holder(mutex);
-    ASSERT_EQ(holder.locked_result(), SM_STATUS_SUCCESS);
-    EXPECT_EQ(SMMutexLock(mutex, 0), SM_STATUS_TIMEOUT);
-  }
-  EXPECT_EQ(SMMutexLock(mutex, 0), SM_STATUS_SUCCESS);  // released by the holder
+  std::atomic<int> stage{0};  // 1: held, 2: a waiter is starting, 3: let go
+  std::thread holder([&] {
+    EXPECT_EQ(SMMutexLock(mutex, SM_WAIT_FOREVER), SM_STATUS_SUCCESS);
+    stage.store(1);
+    while (stage.load() != 2) std::this_thread::yield();
+    EXPECT_EQ(SMMutexUnLock(mutex), SM_STATUS_SUCCESS);
+  });
+  while (stage.load() != 1) std::this_thread::yield();
+  EXPECT_EQ(SMMutexLock(mutex, 0), 3u);
+  EXPECT_EQ(SMMutexLock(mutex, 1), 3u);
+  EXPECT_EQ(SMMutexLock(mutex, 40), 3u);
+  SMStatus status = SM_STATUS_ERROR;
+  std::thread waiter([&] {
+    stage.store(2);
+    status = SMMutexLock(mutex, 4000000);  // about 1000 s of polling at most
+    if (status == SM_STATUS_SUCCESS) SMMutexUnLock(mutex);
+  });
+  holder.join();
+  waiter.join();
+  EXPECT_EQ(status, SM_STATUS_SUCCESS);
+  EXPECT_EQ(SMMutexLock(mutex, 0), SM_STATUS_SUCCESS);  // free: one try is enough
   EXPECT_EQ(SMMutexUnLock(mutex), SM_STATUS_SUCCESS);
   SMMutexDestroy(mutex);
 }
 
-TEST(Mutex, BoundedWaitOnAHeldMutexTimesOut) {
-  void *mutex = SMMutexCreate(nullptr);
-  ASSERT_NE(mutex, nullptr);
-  Holder holder(mutex);
-  EXPECT_EQ(SMMutexLock(mutex, 40), SM_STATUS_TIMEOUT);
-  EXPECT_EQ(SMMutexLock(mutex, 1), SM_STATUS_TIMEOUT);
-  holder.Release();
-  SMMutexDestroy(mutex);
-}
-
-TEST(Mutex, BoundedWaitSucceedsWhenTheHolderLetsGo) {
-  void *mutex = SMMutexCreate(nullptr);
-  ASSERT_NE(mutex, nullptr);
-  Holder holder(mutex);
-  std::atomic<bool> waiting{false};
-  SMStatus status = SM_STATUS_ERROR;
-  std::thread waiter([&] {
-    waiting.store(true);
-    status = SMMutexLock(mutex, 4000000);  // about 1000 s of polling at most
-    if (status == SM_STATUS_SUCCESS) SMMutexUnLock(mutex);
-  });
-  while (!waiting.load()) std::this_thread::yield();
-  holder.Release();
-  waiter.join();
-  EXPECT_EQ(status, SM_STATUS_SUCCESS);
-  SMMutexDestroy(mutex);
-}
-
 TEST(Mutex, NullAndForeignHandlesAreRefused) {
-  EXPECT_EQ(SMMutexLock(nullptr, SM_WAIT_FOREVER), SM_STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(SMMutexLock(nullptr, 0), SM_STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(SMMutexUnLock(nullptr), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMMutexLock(nullptr, SM_WAIT_FOREVER), 271u);
+  EXPECT_EQ(SMMutexLock(nullptr, 0), 271u);
+  EXPECT_EQ(SMMutexUnLock(nullptr), 271u);
   SMMutexDestroy(nullptr);
-
   // Any handle of the library's IPC families starts with its kind word; a
   // semaphore's (kind 2) is refused by every mutex operation and left intact.
-  struct ForeignHandle {
+  struct {
     uint32_t kind;
     const char *name;
     int object;
   } semaphore{2, nullptr, 77};
-  EXPECT_EQ(SMMutexLock(&semaphore, SM_WAIT_FOREVER), SM_STATUS_OS_FAILURE);
-  EXPECT_EQ(SMMutexLock(&semaphore, 0), SM_STATUS_OS_FAILURE);
-  EXPECT_EQ(SMMutexUnLock(&semaphore), SM_STATUS_OS_FAILURE);
+  EXPECT_EQ(SMMutexLock(&semaphore, SM_WAIT_FOREVER), 257u);
+  EXPECT_EQ(SMMutexLock(&semaphore, 0), 257u);
+  EXPECT_EQ(SMMutexUnLock(&semaphore), 257u);
   SMMutexDestroy(&semaphore);  // not a mutex: not freed (a stack object here)
   EXPECT_EQ(semaphore.kind, 2u);
   EXPECT_EQ(semaphore.object, 77);
-}
-
-TEST(Mutex, HandleRecordCarriesKindAndName) {
-  kx::os::MutexHandle *mutex = kx::os::MutexCreate(nullptr);
-  ASSERT_NE(mutex, nullptr);
-  EXPECT_EQ(mutex->kind, kx::os::kIpcKindMutex);
-  EXPECT_EQ(mutex->name, nullptr);
-  EXPECT_EQ(mutex->lock_fd, -1);
-  kx::os::MutexDestroy(mutex);
 }
 
 }  // namespace
