@@ -82,7 +82,8 @@ TEST(FormatIntegersAndText, DifferencesFromC) {
       // terminator within it; a null string is "(null)".
       {F("%05s|%05c|%-05s|", "ab", 'x', "ab"), "000ab|0000x|ab   |"},
       {F("%.3s", unterminated), "abc"},
-      {F("%.3s", static_cast<const char *>(nullptr)), "(nu"},
+      {F("%.3s|%s", static_cast<const char *>(nullptr), static_cast<const char *>(nullptr)),
+       "(nu|(null)"},
       // Unknown conversions print themselves as a field and consume nothing;
       // a format ending inside a conversion ends there.
       {F("%5%|%05%", 0), "    %|0000%"},
