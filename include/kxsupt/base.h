@@ -31,30 +31,30 @@
 /* The library's one vocabulary of results. */
 typedef uint32_t SMStatus;
 
-#define SM_STATUS_SUCCESS 0u            /* the operation succeeded */
-#define SM_STATUS_FAILED 1u             /* generic failure */
-#define SM_STATUS_INVALID_ARGS 2u       /* a required argument is null (files, INI) */
-#define SM_STATUS_TIMEOUT 3u            /* a wait or lock did not succeed in time */
-#define SM_STATUS_NOT_FOUND 7u          /* the named item does not exist */
-#define SM_STATUS_CREATE_FAILED 9u      /* a destination file could not be created */
-#define SM_STATUS_NOT_IN_USE 12u        /* ID not in use; index not below the count */
-#define SM_STATUS_BUFFER_TOO_SMALL 16u  /* caller's buffer too small */
-#define SM_STATUS_NOT_READY 17u         /* the module behind the call is not attached */
-#define SM_STATUS_WRITE_FAILED 19u      /* a write failed, was short, or the disk is full */
-#define SM_STATUS_SAME_FILE 20u         /* copy source and destination are one file */
-#define SM_STATUS_NOT_AVAILABLE 256u    /* valid lookup that found nothing usable */
-#define SM_STATUS_OS_FAILURE 257u       /* the operating-system call behind it failed */
-#define SM_STATUS_IN_USE 258u           /* the item is already taken */
-#define SM_STATUS_FILE_OPEN_FAILED 260u /* a configuration file cannot be opened */
-#define SM_STATUS_READ_FAILED 261u      /* reading a configuration file failed */
-#define SM_STATUS_END_OF_FILE 262u      /* end of file reached, section absent */
-#define SM_STATUS_ENTRY_NOT_FOUND 263u  /* INI section or key absent */
-#define SM_STATUS_BAD_VALUE 264u        /* INI value malformed or too large */
-#define SM_STATUS_ACCESS_DENIED 270u    /* the operating system refused access */
+#define SM_STATUS_SUCCESS 0u             /* the operation succeeded */
+#define SM_STATUS_FAILED 1u              /* generic failure */
+#define SM_STATUS_INVALID_ARGS 2u        /* a required argument is null (files, INI) */
+#define SM_STATUS_TIMEOUT 3u             /* a wait or lock did not succeed in time */
+#define SM_STATUS_NOT_FOUND 7u           /* the named item does not exist */
+#define SM_STATUS_CREATE_FAILED 9u       /* a destination file could not be created */
+#define SM_STATUS_NOT_IN_USE 12u         /* ID not in use; index not below the count */
+#define SM_STATUS_BUFFER_TOO_SMALL 16u   /* caller's buffer too small */
+#define SM_STATUS_NOT_READY 17u          /* the module behind the call is not attached */
+#define SM_STATUS_WRITE_FAILED 19u       /* a write failed, was short, or the disk is full */
+#define SM_STATUS_SAME_FILE 20u          /* copy source and destination are one file */
+#define SM_STATUS_NOT_AVAILABLE 256u     /* valid lookup that found nothing usable */
+#define SM_STATUS_OS_FAILURE 257u        /* the operating-system call behind it failed */
+#define SM_STATUS_IN_USE 258u            /* the item is already taken */
+#define SM_STATUS_FILE_OPEN_FAILED 260u  /* a configuration file cannot be opened */
+#define SM_STATUS_READ_FAILED 261u       /* reading a configuration file failed */
+#define SM_STATUS_END_OF_FILE 262u       /* end of file reached, section absent */
+#define SM_STATUS_ENTRY_NOT_FOUND 263u   /* INI section or key absent */
+#define SM_STATUS_BAD_VALUE 264u         /* INI value malformed or too large */
+#define SM_STATUS_ACCESS_DENIED 270u     /* the operating system refused access */
 #define SM_STATUS_INVALID_PARAMETER 271u /* null handle or pointer, mode out of range */
-#define SM_STATUS_NO_MEMORY 272u        /* an allocation failed */
-#define SM_STATUS_OVERFLOW 290u         /* numeric conversion above the target's maximum */
-#define SM_STATUS_UNDERFLOW 291u        /* numeric conversion below the target's minimum */
-#define SM_STATUS_ERROR 4294967295u     /* raw operating-system failure, untranslated */
+#define SM_STATUS_NO_MEMORY 272u         /* an allocation failed */
+#define SM_STATUS_OVERFLOW 290u          /* numeric conversion above the target's maximum */
+#define SM_STATUS_UNDERFLOW 291u         /* numeric conversion below the target's minimum */
+#define SM_STATUS_ERROR 4294967295u      /* raw operating-system failure, untranslated */
 
 #endif /* KXSUPT_BASE_H */
