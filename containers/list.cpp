@@ -21,6 +21,21 @@ Entry *AllocEntryWithPayload(uint32_t payload_size) {
   return entry;
 }
 
+// Head and tail null: the empty list.
+template <typename List>
+void InitList(List *list) {
+  if (list == nullptr) return;
+  list->pHead = nullptr;
+  list->pTail = nullptr;
+}
+
+template <typename List>
+List *AllocList() {
+  auto *list = static_cast<List *>(std::malloc(sizeof(List)));
+  InitList(list);
+  return list;
+}
+
 template <typename Entry>
 void FreeEntry(Entry *entry) {
   if (entry == nullptr) return;
@@ -43,9 +58,7 @@ Entry *FirstMatch(Entry *first, void *key, Callback match, Step step) {
 // ---- singly linked -------------------------------------------------------
 
 SMSLList *SLAlloc() {
-  auto *list = static_cast<SMSLList *>(std::malloc(sizeof(SMSLList)));
-  if (list != nullptr) SLInit(list);
-  return list;
+  return AllocList<SMSLList>();
 }
 
 void SLFree(SMSLList *list) {
@@ -53,9 +66,7 @@ void SLFree(SMSLList *list) {
 }
 
 void SLInit(SMSLList *list) {
-  if (list == nullptr) return;
-  list->pHead = nullptr;
-  list->pTail = nullptr;
+  InitList(list);
 }
 
 SMSLListEntry *SLEntryAlloc(uint32_t payload_size) {
@@ -189,9 +200,7 @@ int32_t SLIsEmpty(const SMSLList *list) {
 // ---- doubly linked -------------------------------------------------------
 
 SMDLList *DLAlloc() {
-  auto *list = static_cast<SMDLList *>(std::malloc(sizeof(SMDLList)));
-  if (list != nullptr) DLInit(list);
-  return list;
+  return AllocList<SMDLList>();
 }
 
 void DLFree(SMDLList *list) {
@@ -199,9 +208,7 @@ void DLFree(SMDLList *list) {
 }
 
 void DLInit(SMDLList *list) {
-  if (list == nullptr) return;
-  list->pHead = nullptr;
-  list->pTail = nullptr;
+  InitList(list);
 }
 
 SMDLListEntry *DLEntryAlloc(uint32_t payload_size) {
