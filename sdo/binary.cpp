@@ -5,7 +5,10 @@
 // holds them).
 #include "sdo/binary.h"
 
+#include <cstdlib>
 #include <cstring>
+#include <new>
+#include <vector>
 
 #include "kxsupt/base.h"
 #include "sdo/binary_array.h"
@@ -25,67 +28,165 @@ void PlaceOutOfLine(uint8_t *record, uint32_t recordOffset, uint32_t dataOffset,
   Store16(record + 6, static_cast<uint16_t>(dataOffset - recordOffset));
 }
 
-// Writes the image of a code-13 value straight into out[at, at + need): a
-// child's own image, or a binary array of the elements. The length written, or
-// 0 when the conversion fails.
-uint32_t WriteNested(const Entry &entry, uint8_t *at, uint32_t need) {
-  uint32_t written = 0;
-  if (!entry.isArray()) {
-    const Config *child = entry.child(0);
-    if (child == nullptr || WriteBinary(*child, at, need, &written) != SM_STATUS_SUCCESS) return 0;
-    return written;
-  }
-  written = need;
-  const auto *children = reinterpret_cast<Config *const *>(entry.data());
-  if (ConfigArrayToBinaryArray(children, entry.childCount(), at, &written) != SM_STATUS_SUCCESS ||
-      written > need) {
-    return 0;
-  }
-  return written;
+// Writes a config's image and every image nested in it, depth first, with
+// an explicit stack of frames: the native stack stays the same however deep
+// the children nest (65535 bytes hold about 4,000 levels). A frame is an
+// object's records and values, or the binary array of a code-13 entry's
+// children; nested images go straight into their parent's data area.
+class ImageWriter {
+ public:
+  // WriteBinary's contract; a stack that cannot grow fails as a nested
+  // conversion does.
+  uint32_t Write(const Config &config, uint8_t *out, uint32_t room, uint32_t *written);
+
+ private:
+  struct Frame {
+    const Config *config;  // objects
+    const Entry *array;    // arrays: the entry whose children are written
+    uint8_t *out;          // the image's first byte
+    uint32_t room;         // bytes the image may take
+    uint32_t recordOffset;
+    uint32_t used;  // objects: the data cursor; arrays: bytes written so far
+    uint32_t next;  // the next slot or child
+    uint16_t appended;
+  };
+
+  // Opens a frame for `config`'s image at out[0, room) and writes its header;
+  // false when its entry table does not fit (only a corrupted size does that).
+  bool BeginObject(const Config &config, uint8_t *out, uint32_t room);
+  // Writes the records of an object frame up to the end or to the first that
+  // holds children, whose image it opens a frame for; false when a value does
+  // not fit or a child is missing.
+  bool WriteRecords(Frame &frame);
+  // Opens the frame of the next child of an array frame; false when it does
+  // not fit. Null children are skipped, as the array conversion skips them.
+  bool WriteElement(Frame &frame);
+  // Closes the finished top frame into its parent: the parent's record then
+  // points at the nested image. False when the image is not what its parent
+  // promised (a nested conversion that failed).
+  bool Close();
+
+  std::vector<Frame> frames_;
+};
+
+bool ImageWriter::BeginObject(const Config &config, uint8_t *out, uint32_t room) {
+  const uint64_t tableEnd = kHeaderSize + uint64_t{kRecordSize} * config.count();
+  if (tableEnd > room) return false;
+  Store32(out, kObjectMagic);
+  Store16(out + 4, static_cast<uint16_t>(config.count()));
+  Store16(out + 6, static_cast<uint16_t>(config.binarySize()));
+  frames_.push_back(
+      {&config, nullptr, out, room, kHeaderSize, static_cast<uint32_t>(tableEnd), 0, 0});
+  return true;
 }
 
-}  // namespace
-
-uint32_t WriteBinary(const Config &config, uint8_t *out, uint32_t room, uint32_t *written) {
-  const uint32_t count = config.count();
-  const uint64_t tableEnd = kHeaderSize + uint64_t{kRecordSize} * count;
-  *written = 0;
-  if (tableEnd > room) return SM_STATUS_ERROR;  // only a corrupted cached size gets here
-  Store32(out, kObjectMagic);
-  Store16(out + 4, static_cast<uint16_t>(count));
-  Store16(out + 6, static_cast<uint16_t>(config.binarySize()));
-
-  uint32_t recordOffset = kHeaderSize;
-  uint32_t dataOffset = static_cast<uint32_t>(tableEnd);
-  for (const Config::Slot &slot : config.slots()) {
-    const Entry &entry = *slot.entry;
-    uint8_t *record = out + recordOffset;
+bool ImageWriter::WriteRecords(Frame &frame) {
+  const std::vector<Config::Slot> &slots = frame.config->slots();
+  for (; frame.next < slots.size(); frame.recordOffset += kRecordSize, ++frame.next) {
+    const Entry &entry = *slots[frame.next].entry;
+    uint8_t *record = frame.out + frame.recordOffset;
     std::memset(record, 0, kRecordSize);
     Store16(record, entry.id);
     record[2] = entry.type;
     if (entry.holdsChildren()) {
       // Children travel as complete images under code 12; a reader tells an
-      // object from an array by the nested magic.
+      // object from an array by the nested magic. The record is finished when
+      // the nested image is (Close).
       const uint64_t need = BinaryValueSize(entry.type, entry.data(), entry.size);
-      if (dataOffset + need > room) break;
-      const uint32_t length = WriteNested(entry, out + dataOffset, static_cast<uint32_t>(need));
-      if (length == 0) break;
-      record[2] = static_cast<uint8_t>((entry.type & kAttributeMask) | kCodeBinary);
-      PlaceOutOfLine(record, recordOffset, dataOffset, length);
-      dataOffset += length;
-    } else if (entry.size <= kInlineSlot) {
+      if (frame.used + need > frame.room) return false;
+      uint8_t *at = frame.out + frame.used;
+      if (!entry.isArray()) {
+        const Config *child = entry.child(0);
+        return child != nullptr && BeginObject(*child, at, static_cast<uint32_t>(need));
+      }
+      if (BinaryArrayInitHeader(at, static_cast<uint32_t>(need)) != SM_STATUS_SUCCESS) {
+        return false;
+      }
+      frames_.push_back({nullptr, &entry, at, static_cast<uint32_t>(need), 0, kHeaderSize, 0, 0});
+      return true;
+    }
+    if (entry.size <= kInlineSlot) {
       std::memcpy(record + 4, entry.data(), entry.size);
       record[3] = static_cast<uint8_t>((entry.size - 1) & 3u);
     } else {
-      if (uint64_t{dataOffset} + entry.size > room) break;
-      std::memcpy(out + dataOffset, entry.data(), entry.size);
-      PlaceOutOfLine(record, recordOffset, dataOffset, entry.size);
-      dataOffset += entry.size;
+      if (uint64_t{frame.used} + entry.size > frame.room) return false;
+      std::memcpy(frame.out + frame.used, entry.data(), entry.size);
+      PlaceOutOfLine(record, frame.recordOffset, frame.used, entry.size);
+      frame.used += entry.size;
     }
-    recordOffset += kRecordSize;
   }
-  *written = dataOffset;
-  return dataOffset == config.binarySize() ? SM_STATUS_SUCCESS : SM_STATUS_ERROR;
+  return true;
+}
+
+bool ImageWriter::WriteElement(Frame &frame) {
+  const Config *child = frame.array->child(frame.next);
+  if (child == nullptr) {
+    ++frame.next;
+    return true;
+  }
+  const uint32_t imageSize = child->binarySize();
+  if (uint64_t{frame.used} + imageSize > frame.room) return false;
+  return BeginObject(*child, frame.out + frame.used, imageSize);
+}
+
+bool ImageWriter::Close() {
+  const Frame done = frames_.back();
+  frames_.pop_back();
+  if (done.config != nullptr && done.used != done.config->binarySize()) return false;
+  const uint32_t length = done.used;
+  Frame &parent = frames_.back();
+  if (parent.array != nullptr) {
+    // An element of an array: the array's header counts it.
+    if (uint64_t{parent.used} + length > kMaxImageSize) return false;
+    parent.used += length;
+    Store16(parent.out + 6, static_cast<uint16_t>(parent.used));
+    Store16(parent.out + 4, ++parent.appended);
+    ++parent.next;
+    return true;
+  }
+  const Entry &entry = *parent.config->slots()[parent.next].entry;
+  uint8_t *record = parent.out + parent.recordOffset;
+  record[2] = static_cast<uint8_t>((entry.type & kAttributeMask) | kCodeBinary);
+  PlaceOutOfLine(record, parent.recordOffset, parent.used, length);
+  parent.used += length;
+  parent.recordOffset += kRecordSize;
+  ++parent.next;
+  return true;
+}
+
+uint32_t ImageWriter::Write(const Config &config, uint8_t *out, uint32_t room, uint32_t *written) {
+  *written = 0;
+  bool finished = false;
+  try {
+    if (!BeginObject(config, out, room)) return SM_STATUS_ERROR;
+    for (;;) {
+      Frame &frame = frames_.back();
+      const uint32_t count =
+          frame.config != nullptr ? frame.config->count() : frame.array->childCount();
+      bool advanced;
+      if (frame.next < count) {
+        advanced = frame.config != nullptr ? WriteRecords(frame) : WriteElement(frame);
+      } else if (frames_.size() > 1) {
+        advanced = Close();
+      } else {
+        finished = true;
+        break;
+      }
+      // A failure anywhere stops the whole visit where the top image stands.
+      if (!advanced) break;
+    }
+  } catch (const std::bad_alloc &) {
+    if (frames_.empty()) return SM_STATUS_ERROR;
+  }
+  *written = frames_.front().used;
+  return finished && *written == config.binarySize() ? SM_STATUS_SUCCESS : SM_STATUS_ERROR;
+}
+
+}  // namespace
+
+uint32_t WriteBinary(const Config &config, uint8_t *out, uint32_t room, uint32_t *written) {
+  ImageWriter writer;
+  return writer.Write(config, out, room, written);
 }
 
 uint32_t ConfigToBinary(const Config *config, void *buffer, uint32_t *size) {
@@ -99,27 +200,161 @@ uint32_t ConfigToBinary(const Config *config, void *buffer, uint32_t *size) {
   return status;
 }
 
-Config *BinaryToConfig(const void *binary, uint32_t room, int depth) {
-  BinaryImage image;
-  if (depth > kMaxNestingDepth || !image.Open(binary, room, BinaryImage::Kind::kObject)) {
-    return nullptr;
+namespace {
+
+// Builds configs from an object image and every image nested in it, depth
+// first, with an explicit stack of frames, so that the native stack stays the
+// same however deep the images nest. A frame is an object image whose records
+// are added to a new config in table order, or an array image whose elements
+// become new configs; a finished frame is stored under its parent's record
+// (or in its element slot) as code 13.
+class ConfigBuilder {
+ public:
+  ~ConfigBuilder();  // frees whatever a failed conversion leaves on the stack
+  // BinaryToConfig's contract.
+  Config *Build(const void *binary, uint32_t room);
+
+ private:
+  struct Frame {
+    BinaryImage image;
+    Config *config;     // objects: the config being filled
+    Config **children;  // arrays: one handle per element, null until converted
+    uint32_t next;      // the next record or element
+    uint32_t offset;    // arrays: where the next element starts
+  };
+
+  // Opens the image at base[0, room) as `kind` and pushes its frame; false
+  // when it does not open or memory runs out.
+  bool Open(const uint8_t *base, uint32_t room, BinaryImage::Kind kind);
+  // Adds the records of an object frame, with the add's checks, up to the
+  // end or to the first that holds an image, which it opens; false when a
+  // record does not add.
+  bool AddRecords(Frame &frame);
+  // Opens the next element of an array frame; false when it strays.
+  bool OpenElement(Frame &frame);
+  // Stores the finished top frame in its parent; false when it is refused.
+  bool Close();
+  static void Release(const Frame &frame);
+
+  std::vector<Frame> frames_;
+};
+
+ConfigBuilder::~ConfigBuilder() {
+  for (const Frame &frame : frames_) Release(frame);
+}
+
+void ConfigBuilder::Release(const Frame &frame) {
+  Config::Destroy(frame.config);
+  if (frame.children == nullptr) return;
+  for (uint32_t i = 0; i < frame.image.count(); ++i) Config::Destroy(frame.children[i]);
+  std::free(frame.children);
+}
+
+bool ConfigBuilder::Open(const uint8_t *base, uint32_t room, BinaryImage::Kind kind) {
+  Frame opened{};
+  if (!opened.image.Open(base, room, kind)) return false;
+  opened.offset = kHeaderSize;
+  frames_.push_back(opened);
+  Frame &frame = frames_.back();
+  const uint32_t count = frame.image.count();
+  if (!frame.image.isArray()) {
+    frame.config = Config::Create();
+    return frame.config != nullptr && frame.config->Reserve(count);
   }
-  Config *config = Config::Create();
-  if (config == nullptr) return nullptr;
-  bool converted = config->Reserve(image.count());
-  for (uint32_t i = 0; converted && i < image.count(); ++i) {
+  if (count == 0) return true;  // an empty array is stored without handles
+  frame.children = static_cast<Config **>(std::calloc(count, sizeof(Config *)));
+  return frame.children != nullptr;
+}
+
+bool ConfigBuilder::AddRecords(Frame &frame) {
+  for (; frame.next < frame.image.count(); ++frame.next) {
     RecordValue value;
+    if (!frame.image.Value(frame.next, &value)) return false;
+    const uint8_t code = value.type & kTypeCodeMask;
     // Code 13 holds handles, which mean nothing outside the process that made
     // them: an image never carries it (children travel under code 12).
-    converted =
-        image.Value(i, &value) && (value.type & kTypeCodeMask) != kCodeConfig &&
-        config->Add(value.id, value.type, value.data, value.length, 0, depth) == SM_STATUS_SUCCESS;
+    if (!IsValidId(value.id) || value.type == 0 || value.length == 0 || code == kCodeConfig) {
+      return false;
+    }
+    // A nested image is bounded by the value that holds it, and stored when
+    // its frame closes.
+    if (code == kCodeBinary) return Open(value.data, value.length, BinaryImage::Kind::kEither);
+    if (frame.config->Store(value.id, value.type, value.data, value.length, 0) !=
+        SM_STATUS_SUCCESS) {
+      return false;
+    }
   }
-  if (!converted) {
-    Config::Destroy(config);
+  return true;
+}
+
+bool ConfigBuilder::OpenElement(Frame &frame) {
+  uint32_t size = 0;
+  if (!frame.image.Element(frame.offset, &size)) return false;
+  const uint8_t *element = frame.image.base() + frame.offset;
+  frame.offset += size;
+  return Open(element, size, BinaryImage::Kind::kObject);
+}
+
+bool ConfigBuilder::Close() {
+  const Frame done = frames_.back();
+  frames_.pop_back();
+  Frame &parent = frames_.back();
+  if (parent.image.isArray()) {
+    parent.children[parent.next++] = done.config;
+    return true;
+  }
+  // The record that holds the image: code 12 becomes code 13, with the array
+  // flag for an array, its attribute bits kept.
+  const uint8_t *record = parent.image.Record(parent.next);
+  const uint16_t id = Load16(record);
+  const auto attributes = static_cast<uint8_t>(record[2] & kAttributeMask);
+  uint32_t status;
+  if (!done.image.isArray()) {
+    status = parent.config->Store(id, attributes | kCodeConfig,
+                                  reinterpret_cast<const uint8_t *>(&done.config), kHandleSize, 0);
+  } else {
+    status = parent.config->Store(id, attributes | kArrayFlag | kCodeConfig,
+                                  reinterpret_cast<const uint8_t *>(done.children),
+                                  done.image.count() * kHandleSize, 0);
+    if (status == SM_STATUS_SUCCESS) std::free(done.children);  // the entry holds the handles
+  }
+  if (status != SM_STATUS_SUCCESS) {
+    Release(done);
+    return false;
+  }
+  ++parent.next;
+  return true;
+}
+
+Config *ConfigBuilder::Build(const void *binary, uint32_t room) {
+  try {
+    if (!Open(static_cast<const uint8_t *>(binary), room, BinaryImage::Kind::kObject)) {
+      return nullptr;
+    }
+    for (;;) {
+      Frame &frame = frames_.back();
+      bool advanced;
+      if (frame.next < frame.image.count()) {
+        advanced = frame.image.isArray() ? OpenElement(frame) : AddRecords(frame);
+      } else if (frames_.size() > 1) {
+        advanced = Close();
+      } else {
+        Config *config = frame.config;
+        frames_.clear();
+        return config;
+      }
+      if (!advanced) return nullptr;
+    }
+  } catch (const std::bad_alloc &) {
     return nullptr;
   }
-  return config;
+}
+
+}  // namespace
+
+Config *BinaryToConfig(const void *binary, uint32_t room) {
+  ConfigBuilder builder;
+  return builder.Build(binary, room);
 }
 
 int32_t BinaryGetCount(const void *binary, uint16_t *isArray) {
@@ -187,8 +422,12 @@ uint32_t BinarySetData(void *binary, uint32_t *size, uint16_t id, uint8_t type, 
     return SM_STATUS_INVALID_PARAMETER;
   }
   if (*size <= 15) return SM_STATUS_BUFFER_TOO_SMALL;
+  // The image's own header bounds what is read; the room counts only when
+  // the block is rewritten.
   BinaryImage image;
-  if (!image.Open(binary, *size, BinaryImage::Kind::kObject)) return SM_STATUS_INVALID_PARAMETER;
+  if (!image.Open(binary, kMaxImageSize, BinaryImage::Kind::kObject)) {
+    return SM_STATUS_INVALID_PARAMETER;
+  }
   const uint32_t index = image.Find(id);
   if (index == image.count()) return SM_STATUS_NOT_AVAILABLE;  // this never adds an ID
   RecordValue value;
@@ -211,9 +450,9 @@ uint32_t BinarySetData(void *binary, uint32_t *size, uint16_t id, uint8_t type, 
   }
 
   // The length changes: rebuild the block from a config holding the new value.
-  Config *config = BinaryToConfig(binary, *size, 0);
+  Config *config = BinaryToConfig(binary, kMaxImageSize);
   if (config == nullptr) return SM_STATUS_NOT_AVAILABLE;
-  uint32_t status = config->Add(id, type, data, dataSize, 1, 0);
+  uint32_t status = config->Add(id, type, data, dataSize, 1);
   if (status == SM_STATUS_SUCCESS) {
     if (config->binarySize() > *size) {
       *size = config->binarySize();
@@ -230,7 +469,11 @@ uint32_t BinarySetData(void *binary, uint32_t *size, uint16_t id, uint8_t type, 
 
 namespace {
 
-// One walk: the caller's callbacks and the recurse choice.
+// One walk: the caller's callbacks, the recurse choice, and the images being
+// visited, innermost last. The visit goes depth first over an explicit stack,
+// so the native stack stays the same however deep the images nest; each image
+// is checked when its own visit starts, so the callbacks of its parents come
+// before a damaged image is found.
 class Walker {
  public:
   Walker(uint32_t context, SMSDOBinaryWalkBeginFn begin, SMSDOBinaryWalkEntryFn entry,
@@ -242,94 +485,119 @@ class Walker {
         end_(end),
         recurse_(recurse) {}
 
-  // True when everything the walk will read lies inside its image: the same
-  // traversal as Visit, without callbacks.
-  bool Check(const uint8_t *base, uint32_t room, bool visitRecords, int depth) const;
-
-  // Visits one image: begin, its elements or records, end. A non-zero result
-  // from begin, entry or a nested visit ends the whole walk.
-  uint32_t Visit(const uint8_t *base, uint32_t room, uint32_t parentCookie, int32_t elementIndex,
-                 bool visitRecords, int depth) const;
+  // Visits the image at `base` and everything below it. A non-zero result
+  // from begin, entry or a nested visit ends the whole walk with it.
+  uint32_t Walk(const uint8_t *base);
 
  private:
+  struct Frame {
+    BinaryImage image;
+    uint32_t parentCookie;
+    uint32_t next;         // the next element or record
+    uint32_t offset;       // arrays: where the next element starts
+    uint32_t cookie;       // the record whose nested image is being visited
+    uint32_t afterResult;  // the last after-entry result
+    bool visitRecords;
+  };
+
+  // Starts the visit of one image: opens it, calls begin and pushes its frame.
+  // Non-zero ends the walk: 271 when the image does not open, or begin's
+  // result. An empty image makes no callback and pushes nothing.
+  uint32_t Begin(const uint8_t *base, uint32_t room, uint32_t parentCookie, int32_t elementIndex,
+                 bool visitRecords);
+  // Visits the next element or record of the top frame.
+  uint32_t Step(Frame &frame);
+  // After a record and its nested image: the after-entry call.
+  void AfterEntry(Frame &frame, uint32_t cookie);
+
   uint32_t context_;
   SMSDOBinaryWalkBeginFn begin_;
   SMSDOBinaryWalkEntryFn entry_;
   SMSDOBinaryWalkAfterEntryFn afterEntry_;
   SMSDOBinaryWalkEndFn end_;
   bool recurse_;
+  std::vector<Frame> frames_;
 };
 
-bool Walker::Check(const uint8_t *base, uint32_t room, bool visitRecords, int depth) const {
-  BinaryImage image;
-  if (depth > kMaxNestingDepth || !image.Open(base, room, BinaryImage::Kind::kEither)) {
-    return false;
-  }
-  if (image.count() == 0) return true;
-  if (image.isArray()) {
-    uint32_t offset = kHeaderSize;
-    for (uint32_t i = 0; i < image.count(); ++i) {
-      uint32_t size = 0;
-      if (!image.Element(offset, &size) || !Check(base + offset, size, recurse_, depth + 1)) {
-        return false;
-      }
-      offset += size;
-    }
-    return true;
-  }
-  if (!visitRecords) return true;
-  for (uint32_t i = 0; i < image.count(); ++i) {
-    RecordValue value;
-    if (!image.Value(i, &value)) return false;
-    if ((value.type & kTypeCodeMask) == kCodeBinary && recurse_ &&
-        !Check(value.data, value.length, true, depth + 1)) {
-      return false;
-    }
-  }
-  return true;
-}
-
-uint32_t Walker::Visit(const uint8_t *base, uint32_t room, uint32_t parentCookie,
-                       int32_t elementIndex, bool visitRecords, int depth) const {
-  BinaryImage image;
-  if (depth > kMaxNestingDepth || !image.Open(base, room, BinaryImage::Kind::kEither)) {
+uint32_t Walker::Begin(const uint8_t *base, uint32_t room, uint32_t parentCookie,
+                       int32_t elementIndex, bool visitRecords) {
+  Frame frame{};
+  if (!frame.image.Open(base, room, BinaryImage::Kind::kEither)) {
     return SM_STATUS_INVALID_PARAMETER;
   }
-  const uint32_t count = image.count();
+  const uint32_t count = frame.image.count();
   if (count == 0) return SM_STATUS_SUCCESS;  // an empty image makes no callback
-  const uint32_t isArray = image.isArray() ? 1 : 0;
-  uint32_t result = begin_(context_, parentCookie, isArray, count, elementIndex, base);
+  const uint32_t isArray = frame.image.isArray() ? 1 : 0;
+  const uint32_t result = begin_(context_, parentCookie, isArray, count, elementIndex, base);
   if (result != 0) return result;
+  frame.parentCookie = parentCookie;
+  frame.offset = kHeaderSize;
+  frame.visitRecords = visitRecords;
+  frames_.push_back(frame);
+  return SM_STATUS_SUCCESS;
+}
 
-  if (isArray != 0) {
+void Walker::AfterEntry(Frame &frame, uint32_t cookie) {
+  if (afterEntry_ != nullptr) frame.afterResult = afterEntry_(context_, cookie);
+  ++frame.next;
+}
+
+uint32_t Walker::Step(Frame &frame) {
+  const uint8_t *base = frame.image.base();
+  if (frame.image.isArray()) {
     // Elements always get their begin and end; their records only on recursion.
-    uint32_t offset = kHeaderSize;
-    for (uint32_t i = 0; i < count; ++i) {
-      uint32_t size = 0;
-      if (!image.Element(offset, &size)) return SM_STATUS_INVALID_PARAMETER;
-      result =
-          Visit(base + offset, size, parentCookie, static_cast<int32_t>(i), recurse_, depth + 1);
-      if (result != 0) return result;
-      offset += size;
-    }
-  } else if (visitRecords) {
-    for (uint32_t i = 0; i < count; ++i) {
-      RecordValue value;
-      if (!image.Value(i, &value)) return SM_STATUS_INVALID_PARAMETER;
-      uint32_t cookie = 0;
-      const uint8_t type = value.type;
-      result = entry_(context_, &cookie, value.id, type >> 6, (type >> 5) & 1u, (type >> 4) & 1u,
-                      type & kTypeCodeMask, value.length, value.data);
-      if (result != 0) return result;
-      if ((type & kTypeCodeMask) == kCodeBinary && recurse_) {
-        result = Visit(value.data, value.length, cookie, -1, true, depth + 1);
-        if (result != 0) return result;
-      }
-      if (afterEntry_ != nullptr) result = afterEntry_(context_, cookie);
-    }
+    uint32_t size = 0;
+    if (!frame.image.Element(frame.offset, &size)) return SM_STATUS_INVALID_PARAMETER;
+    const uint32_t offset = frame.offset;
+    const auto index = static_cast<int32_t>(frame.next);
+    frame.offset += size;
+    ++frame.next;
+    return Begin(base + offset, size, frame.parentCookie, index, recurse_);
   }
-  if (end_ != nullptr) result = end_(context_, parentCookie, isArray);
-  return result;
+  if (!frame.visitRecords) {
+    frame.next = frame.image.count();
+    return SM_STATUS_SUCCESS;
+  }
+  RecordValue value;
+  if (!frame.image.Value(frame.next, &value)) return SM_STATUS_INVALID_PARAMETER;
+  uint32_t cookie = 0;
+  const uint8_t type = value.type;
+  const uint32_t result = entry_(context_, &cookie, value.id, type >> 6, (type >> 5) & 1u,
+                                 (type >> 4) & 1u, type & kTypeCodeMask, value.length, value.data);
+  if (result != 0) return result;
+  if ((type & kTypeCodeMask) == kCodeBinary && recurse_) {
+    // The after-entry call waits for the nested visit, unless it is empty.
+    frame.cookie = cookie;
+    const size_t depth = frames_.size();
+    const uint32_t nested = Begin(value.data, value.length, cookie, -1, true);
+    if (nested != 0 || frames_.size() > depth) return nested;
+  }
+  AfterEntry(frames_.back(), cookie);
+  return SM_STATUS_SUCCESS;
+}
+
+uint32_t Walker::Walk(const uint8_t *base) {
+  try {
+    uint32_t result = Begin(base, kMaxImageSize, 0, -1, true);
+    while (result == 0 && !frames_.empty()) {
+      Frame &frame = frames_.back();
+      if (frame.next < frame.image.count()) {
+        result = Step(frame);
+        continue;
+      }
+      // The visit's result: end's, else the last after-entry result.
+      result = frame.afterResult;
+      if (end_ != nullptr)
+        result = end_(context_, frame.parentCookie, frame.image.isArray() ? 1 : 0);
+      frames_.pop_back();
+      if (frames_.empty() || result != 0) break;
+      Frame &parent = frames_.back();
+      if (!parent.image.isArray()) AfterEntry(parent, parent.cookie);
+    }
+    return result;
+  } catch (const std::bad_alloc &) {
+    return SM_STATUS_NO_MEMORY;
+  }
 }
 
 }  // namespace
@@ -342,10 +610,8 @@ uint32_t BinaryWalk(const void *binary, uint32_t context, SMSDOBinaryWalkBeginFn
   }
   // The flag is compared as a signed 16-bit number: only its low half counts.
   const bool recurseFlag = static_cast<int16_t>(recurse) == 1;
-  const Walker walker(context, begin, entry, afterEntry, end, recurseFlag);
-  const auto *base = static_cast<const uint8_t *>(binary);
-  if (!walker.Check(base, kMaxImageSize, true, 0)) return SM_STATUS_INVALID_PARAMETER;
-  return walker.Visit(base, kMaxImageSize, 0, -1, true, 0);
+  Walker walker(context, begin, entry, afterEntry, end, recurseFlag);
+  return walker.Walk(static_cast<const uint8_t *>(binary));
 }
 
 }  // namespace kx::sdo

@@ -22,9 +22,9 @@ uint32_t WriteBinary(const Config &config, uint8_t *out, uint32_t room, uint32_t
 uint32_t ConfigToBinary(const Config *config, void *buffer, uint32_t *size);
 
 // A new config from the object image at `binary`, of which at most `room` bytes
-// may be read; null when the image is absent, inconsistent, nested deeper than
-// the bound, or any value does not add. `depth` is the image's nesting level.
-Config *BinaryToConfig(const void *binary, uint32_t room, int depth);
+// may be read; null when the image is absent, inconsistent, or any value does
+// not add. Nested images convert at any depth without deeper native stack.
+Config *BinaryToConfig(const void *binary, uint32_t room);
 
 int32_t BinaryGetCount(const void *binary, uint16_t *isArray);
 uint32_t BinaryGetSize(const void *binary, uint16_t *isArray);
@@ -35,8 +35,8 @@ uint32_t BinaryGetDataByIndex(const void *binary, uint32_t index, uint16_t *id, 
 uint32_t BinarySetData(void *binary, uint32_t *size, uint16_t id, uint8_t type, const void *data,
                        uint32_t dataSize);
 
-// SMSDOBinaryWalk. The whole image is checked before the first callback, so
-// an inconsistent one is refused (271) without any call.
+// SMSDOBinaryWalk. Each image is checked when its visit starts, so a damaged
+// nested image ends the walk (271) after its parents' callbacks.
 uint32_t BinaryWalk(const void *binary, uint32_t context, SMSDOBinaryWalkBeginFn begin,
                     SMSDOBinaryWalkEntryFn entry, SMSDOBinaryWalkAfterEntryFn afterEntry,
                     SMSDOBinaryWalkEndFn end, uint32_t recurse);

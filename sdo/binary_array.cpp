@@ -47,12 +47,13 @@ uint32_t BinaryArrayAddData(void *array, uint32_t *size, const void *element,
     return SM_STATUS_INVALID_PARAMETER;
   }
   if (*size <= 15) return SM_STATUS_BUFFER_TOO_SMALL;
+  // The array's own header bounds what is read; the room only bounds what is
+  // written, so an array larger than the room stated is still measured.
   BinaryImage image;
-  uint32_t end = 0;
-  uint32_t unused = 0;
-  if (!image.Open(array, *size, BinaryImage::Kind::kArray) ||
-      !StepToElement(image, image.count(), &end, &unused)) {
-    return SM_STATUS_INVALID_PARAMETER;
+  if (!image.OpenForAppend(array)) return SM_STATUS_INVALID_PARAMETER;
+  uint32_t end = kHeaderSize;
+  for (uint32_t i = 0; i < image.count(); ++i) {
+    if (!image.StepOver(&end)) return SM_STATUS_INVALID_PARAMETER;
   }
   const uint64_t needed = uint64_t{end} + elementSize;
   if (*size < needed) {
@@ -131,7 +132,7 @@ uint32_t ConfigArrayToBinaryArray(Config *const *configs, uint32_t count, void *
 }
 
 uint32_t BinaryArrayToConfigArray(const void *array, uint32_t room, Config **configs,
-                                  uint32_t *count, int depth) {
+                                  uint32_t *count) {
   if (array == nullptr || count == nullptr) return SM_STATUS_INVALID_PARAMETER;
   BinaryImage image;
   if (!image.Open(array, room, BinaryImage::Kind::kArray)) return SM_STATUS_OS_FAILURE;
@@ -154,7 +155,7 @@ uint32_t BinaryArrayToConfigArray(const void *array, uint32_t room, Config **con
       status = SM_STATUS_OS_FAILURE;
       break;
     }
-    Config *config = BinaryToConfig(image.base() + offset, size, depth + 1);
+    Config *config = BinaryToConfig(image.base() + offset, size);
     if (config == nullptr) {
       status = SM_STATUS_ERROR;
       break;

@@ -24,8 +24,8 @@ SMStatus SMSDOConfigArrayToBinaryArray(SDOConfig *const *ppConfigs, uint32_t cou
 }
 SMStatus SMSDOBinaryArrayToConfigArray(const void *pArray, SDOConfig **ppConfigs,
                                        uint32_t *pCount) {
-  return kx::sdo::BinaryArrayToConfigArray(
-      pArray, kx::sdo::kMaxImageSize, reinterpret_cast<kx::sdo::Config **>(ppConfigs), pCount, 0);
+  return kx::sdo::BinaryArrayToConfigArray(pArray, kx::sdo::kMaxImageSize,
+                                           reinterpret_cast<kx::sdo::Config **>(ppConfigs), pCount);
 }
 
 }  // extern "C"

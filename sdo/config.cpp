@@ -93,7 +93,26 @@ Config *Config::Create() {
 }
 
 void Config::Destroy(Config *config) {
-  delete config;
+  // Children are freed from a list threaded through the configs themselves,
+  // not by recursion: a chain of nested configs may be thousands deep, and
+  // freeing must neither grow the stack nor allocate.
+  if (config != nullptr) config->nextToFree_ = nullptr;
+  while (config != nullptr) {
+    Config *next = config->nextToFree_;
+    for (const Slot &slot : config->index_) {
+      Entry *entry = slot.entry;
+      for (uint32_t i = 0; entry->holdsChildren() && i < entry->childCount(); ++i) {
+        Config *child = entry->child(i);
+        if (child == nullptr) continue;
+        child->nextToFree_ = next;
+        next = child;
+      }
+      std::free(entry);
+    }
+    config->index_.clear();
+    delete config;
+    config = next;
+  }
 }
 
 Config::~Config() {
@@ -119,8 +138,7 @@ const Entry *Config::Find(uint16_t id) const {
   return it != index_.end() && it->id == id ? it->entry : nullptr;
 }
 
-uint32_t Config::Add(uint16_t id, uint8_t type, const void *data, uint32_t size, uint32_t replace,
-                     int depth) {
+uint32_t Config::Add(uint16_t id, uint8_t type, const void *data, uint32_t size, uint32_t replace) {
   if (!IsValidId(id) || type == 0 || data == nullptr || size == 0) {
     return SM_STATUS_INVALID_PARAMETER;
   }
@@ -138,12 +156,12 @@ uint32_t Config::Add(uint16_t id, uint8_t type, const void *data, uint32_t size,
   }
   if (code != kCodeBinary) return Store(id, type, bytes, size, replace);
 
-  // Code 12: a binary image, converted into children on the way in. Its size
-  // bounds every read of the image.
-  if (size < 4) return SM_STATUS_INVALID_PARAMETER;
+  // Code 12: a binary image, converted into children on the way in. As with
+  // SMSDOBinaryToConfig, the image's own header bounds every read of it; the
+  // size only has to be non-zero.
   const uint32_t magic = Load32(bytes);
   if (magic == kObjectMagic) {
-    Config *child = BinaryToConfig(bytes, size, depth + 1);
+    Config *child = BinaryToConfig(bytes, kMaxImageSize);
     if (child == nullptr) return SM_STATUS_ERROR;
     uint32_t status = Store(id, attributes | kCodeConfig, reinterpret_cast<const uint8_t *>(&child),
                             kHandleSize, replace);
@@ -154,7 +172,7 @@ uint32_t Config::Add(uint16_t id, uint8_t type, const void *data, uint32_t size,
   // An inconsistent header is refused as the conversion refuses it, before
   // its count sizes an allocation.
   BinaryImage array;
-  if (!array.Open(bytes, size, BinaryImage::Kind::kArray)) return SM_STATUS_OS_FAILURE;
+  if (!array.Open(bytes, kMaxImageSize, BinaryImage::Kind::kArray)) return SM_STATUS_OS_FAILURE;
   const uint32_t elements = array.count();
   Config **children = nullptr;
   if (elements != 0) {
@@ -162,7 +180,7 @@ uint32_t Config::Add(uint16_t id, uint8_t type, const void *data, uint32_t size,
     if (children == nullptr) return SM_STATUS_NO_MEMORY;
   }
   uint32_t converted = elements;
-  uint32_t status = BinaryArrayToConfigArray(bytes, size, children, &converted, depth + 1);
+  uint32_t status = BinaryArrayToConfigArray(bytes, kMaxImageSize, children, &converted);
   if (status == SM_STATUS_SUCCESS) {
     status = Store(id, attributes | kArrayFlag | kCodeConfig,
                    reinterpret_cast<const uint8_t *>(children), elements * kHandleSize, replace);
@@ -294,7 +312,7 @@ uint32_t RecalcBinarySize(Config *config) {
 uint32_t AddData(Config *config, uint16_t id, uint8_t type, const void *data, uint32_t size,
                  uint32_t replace) {
   if (config == nullptr) return SM_STATUS_INVALID_PARAMETER;
-  return config->Add(id, type, data, size, replace, 0);
+  return config->Add(id, type, data, size, replace);
 }
 
 uint32_t GetDataById(const Config *config, uint16_t id, uint8_t *type, void *buffer,
@@ -348,7 +366,7 @@ Config *Clone(const Config *config) {
   if (config == nullptr) return nullptr;
   uint8_t *image = ImageOf(*config);
   if (image == nullptr) return nullptr;
-  Config *clone = BinaryToConfig(image, config->binarySize(), 0);
+  Config *clone = BinaryToConfig(image, config->binarySize());
   std::free(image);
   return clone;
 }

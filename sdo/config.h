@@ -63,10 +63,8 @@ class Config {
   const Entry *Find(uint16_t id) const;
 
   // Adds a value (the add of the exported interface: code 12 converts, code 13
-  // takes ownership of the children once it succeeds). `depth` counts the
-  // nested images being converted, for the nesting bound.
-  uint32_t Add(uint16_t id, uint8_t type, const void *data, uint32_t size, uint32_t replace,
-               int depth);
+  // takes ownership of the children once it succeeds).
+  uint32_t Add(uint16_t id, uint8_t type, const void *data, uint32_t size, uint32_t replace);
   uint32_t GetById(uint16_t id, uint8_t *type, void *buffer, uint32_t *size) const;
   uint32_t GetByIndex(uint32_t index, uint16_t *id, uint8_t *type, void *buffer,
                       uint32_t *size) const;
@@ -74,17 +72,19 @@ class Config {
   uint32_t RecalcBinarySize();
   // Room for `n` entries in the index; false when memory runs out.
   bool Reserve(uint32_t n);
+  // Stores a value whose conversion is done: limits, allocation, index. The
+  // add's argument checks are the caller's (the image reader makes them too).
+  uint32_t Store(uint16_t id, uint8_t type, const uint8_t *value, uint32_t size, uint32_t replace);
 
  private:
   Config() = default;
   ~Config();
 
-  // Stores a value whose conversion is done: limits, allocation, index.
-  uint32_t Store(uint16_t id, uint8_t type, const uint8_t *value, uint32_t size, uint32_t replace);
   void Clear();
 
   std::vector<Slot> index_;  // ascending by ID, IDs unique
   uint32_t binarySize_ = kEmptyBinarySize;
+  Config *nextToFree_ = nullptr;  // Destroy's list of configs still to free
 };
 
 // Size of the binary form of an entry's value, for the cost rule: a child's
