@@ -388,6 +388,7 @@ bool WriteUcs2(Output &out, Conversion &conv, const uint16_t *text) {
 // Reads flags, width, precision and length modifiers in any order; returns
 // the conversion character and leaves `format` just past it.
 unsigned char ReadConversion(const char *&format, Conversion &conv, Arguments &args) {
+  bool seen_width_digit = false;
   for (;;) {
     const auto c = static_cast<unsigned char>(*format++);
     switch (c) {
@@ -425,8 +426,14 @@ unsigned char ReadConversion(const char *&format, Conversion &conv, Arguments &a
         }
         break;
       case '0':
-        conv.flags |= kZeroPad;
-        break;
+        // Zero padding only before any width digit. After one, flags or
+        // modifiers between them, a 0 is a width digit like the others: it
+        // begins a new width, as "%5h7d" takes 7.
+        if (!seen_width_digit) {
+          conv.flags |= kZeroPad;
+          break;
+        }
+        [[fallthrough]];
       case '1':
       case '2':
       case '3':
@@ -439,6 +446,7 @@ unsigned char ReadConversion(const char *&format, Conversion &conv, Arguments &a
         int width = c - '0';
         while (IsDigit(*format)) width = SaturatingDigit(width, *format++);
         conv.width = width;
+        seen_width_digit = true;
         break;
       }
       case 'h':
