@@ -9,6 +9,7 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -109,11 +110,21 @@ inline std::vector<std::string> Inet6FileOrder() {
   return out;
 }
 
+// Exit status of a namespace child that found a facility missing.
+inline constexpr int kChildSkipped = 77;
+
+// Ends a namespace child as skipped, saying why on standard error.
+[[noreturn]] inline void SkipInChild(const char *reason) {
+  std::fprintf(stderr, "namespace child skipped: %s\n", reason);
+  std::fflush(nullptr);
+  _exit(kChildSkipped);
+}
+
 // Runs `body` in a forked child that first enters new namespaces (`flags` of
 // unshare). The child's test assertions print as usual; the parent's result
-// is the child's: 0 when body raised no failure, 77 when the namespaces could
-// not be made. `*skip` explains why the part cannot run (not root, no
-// namespaces), and is empty otherwise.
+// is the child's: 0 when body raised no failure, kChildSkipped when the
+// namespaces (or something the body needs, see SkipInChild) are unavailable.
+// `*skip` explains why the part cannot run, and is empty otherwise.
 inline int RunInNewNamespaces(int flags, const std::function<void()> &body, std::string *skip) {
   skip->clear();
   if (geteuid() != 0) {
@@ -127,7 +138,7 @@ inline int RunInNewNamespaces(int flags, const std::function<void()> &body, std:
     return 0;
   }
   if (child == 0) {
-    if (unshare(flags) != 0) _exit(77);
+    if (unshare(flags) != 0) SkipInChild("unshare refused");
     body();
     std::fflush(nullptr);
     _exit(::testing::Test::HasFailure() ? 1 : 0);
@@ -136,18 +147,39 @@ inline int RunInNewNamespaces(int flags, const std::function<void()> &body, std:
   while (waitpid(child, &raw, 0) < 0) {
   }
   const int status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
-  if (status == 77) *skip = "this kernel refuses new namespaces here";
+  if (status == kChildSkipped)
+    *skip = "the namespace child could not set up (reason printed above)";
   return status;
 }
 
 // Runs "ip ARGS" (iproute2) in the calling process's namespaces; true when it
-// succeeded.
-inline bool Ip(const std::string &args) {
+// succeeded. Ip also records a test failure when it did not.
+inline bool TryIp(const std::string &args) {
   const std::string command = "ip " + args;
   const int raw = std::system(command.c_str());
-  const bool ok = raw != -1 && WIFEXITED(raw) && WEXITSTATUS(raw) == 0;
-  if (!ok) ADD_FAILURE() << "failed: " << command;
+  return raw != -1 && WIFEXITED(raw) && WEXITSTATUS(raw) == 0;
+}
+inline bool Ip(const std::string &args) {
+  const bool ok = TryIp(args);
+  if (!ok) ADD_FAILURE() << "failed: ip " << args;
   return ok;
+}
+
+// Waits until the named interface reports IFF_RUNNING: a veth's carrier comes
+// up shortly after "ip link set up", not with it. Gives up after ten seconds
+// with a test failure.
+inline bool WaitUntilRunning(const char *name) {
+  const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  bool running = false;
+  for (int tries = 0; fd >= 0 && tries < 1000 && !running; ++tries) {
+    ifreq request{};
+    std::snprintf(request.ifr_name, sizeof request.ifr_name, "%s", name);
+    running = ioctl(fd, SIOCGIFFLAGS, &request) == 0 && (request.ifr_flags & IFF_RUNNING) != 0;
+    if (!running) usleep(10000);
+  }
+  if (fd >= 0) close(fd);
+  if (!running) ADD_FAILURE() << name << " never came up running";
+  return running;
 }
 
 // Whether iproute2's "ip" can be run.
