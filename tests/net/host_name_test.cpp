@@ -71,19 +71,6 @@ void CheckUcs2Name(const std::string &name) {
   EXPECT_EQ(size, bytes - 1);
 }
 
-TEST_F(HostName, byte_form_is_the_node_name_cut_to_the_room) {
-  CheckByteNameAtEveryRoom(NodeName());
-  uint32_t size = 8;
-  char buf[8];
-  EXPECT_EQ(SMGetIPHostName(nullptr, &size), SM_STATUS_INVALID_ARGS);
-  EXPECT_EQ(SMGetIPHostName(buf, nullptr), SM_STATUS_INVALID_ARGS);
-}
-
-TEST_F(HostName, ucs2_form_converts_the_node_name) {
-  CheckUcs2Name(NodeName());
-  EXPECT_EQ(SMUCS2GetIPHostName(nullptr, nullptr), SM_STATUS_INVALID_ARGS);
-}
-
 // The suffix as the resolver's canonical name gives it, or nothing when the
 // name does not resolve: an oracle through getaddrinfo.
 bool OracleSuffix(const std::string &host, std::string *suffix) {
@@ -116,16 +103,26 @@ void CheckSuffix(const std::string &expected) {
   EXPECT_EQ(buf[0], '#');
 }
 
-TEST_F(HostName, dns_suffix_of_this_host_agrees_with_the_resolver) {
+// The suffix of `host` as the resolver oracle sees it, or a failed lookup
+// that leaves the size alone.
+void CheckSuffixAgainstResolver(const std::string &host) {
   std::string expected;
-  if (!OracleSuffix(NodeName(), &expected)) {
-    uint32_t size = 5;
-    EXPECT_EQ(SMGetDNSSuffixNameName(nullptr, &size), SM_STATUS_ERROR);
-    EXPECT_EQ(size, 5u);
-    return;
-  }
-  CheckSuffix(expected);
-  EXPECT_EQ(SMGetDNSSuffixNameName(nullptr, nullptr), SM_STATUS_INVALID_ARGS);
+  if (OracleSuffix(host, &expected)) return CheckSuffix(expected);
+  uint32_t size = 5;
+  EXPECT_EQ(SMGetDNSSuffixNameName(nullptr, &size), SM_STATUS_ERROR);
+  EXPECT_EQ(size, 5u);
+}
+
+TEST_F(HostName, names_and_suffix_of_this_host_agree_with_uname_and_the_resolver) {
+  CheckByteNameAtEveryRoom(NodeName());
+  CheckUcs2Name(NodeName());
+  CheckSuffixAgainstResolver(NodeName());
+  char buf[8];
+  uint32_t size = sizeof buf;
+  EXPECT_EQ(SMGetIPHostName(nullptr, &size), SM_STATUS_INVALID_ARGS);
+  EXPECT_EQ(SMGetIPHostName(buf, nullptr), SM_STATUS_INVALID_ARGS);
+  EXPECT_EQ(SMUCS2GetIPHostName(nullptr, nullptr), SM_STATUS_INVALID_ARGS);
+  EXPECT_EQ(SMGetDNSSuffixNameName(buf, nullptr), SM_STATUS_INVALID_ARGS);
 }
 
 // Mounts `hosts` over /etc/hosts in the child's own mount namespace; the
@@ -150,27 +147,24 @@ TEST_F(HostName, names_and_suffixes_in_a_private_host) {
       [&] {
         if (!MountPrivateHosts(hosts))
           kx_net_test::SkipInChild("cannot mount a private hosts file");
-        const std::string names[] = {"node7", "solo", "deep", "kx-nowhere-host",
-                                     std::string(64, 'h')};
-        for (const std::string &name : names) {
-          SCOPED_TRACE(name);
-          ASSERT_EQ(sethostname(name.data(), name.size()), 0);
-          CheckByteNameAtEveryRoom(name);
-          CheckUcs2Name(name);  // the 64-byte name comes out cut to 63
-        }
-        ASSERT_EQ(sethostname("node7", 5), 0);
-        CheckSuffix("lab.example");
-        ASSERT_EQ(sethostname("solo", 4), 0);
-        CheckSuffix("");
-        ASSERT_EQ(sethostname("deep", 4), 0);
-        CheckSuffix("a.b.c.example");  // everything after the first dot
-        // A name that no source knows: the lookup fails and the size stays.
-        ASSERT_EQ(sethostname("kx-nowhere-host", 15), 0);
-        std::string oracle;
-        if (!OracleSuffix("kx-nowhere-host", &oracle)) {
-          uint32_t size = 9;
-          EXPECT_EQ(SMGetDNSSuffixNameName(nullptr, &size), SM_STATUS_ERROR);
-          EXPECT_EQ(size, 9u);
+        const struct {
+          std::string name;
+          const char *suffix;  // null: whatever the resolver says (nothing, here)
+        } cases[] = {{"node7", "lab.example"},
+                     {"solo", ""},
+                     {"deep", "a.b.c.example"},  // everything after the first dot
+                     {"kx-nowhere-host", nullptr},
+                     {std::string(64, 'h'), nullptr}};  // UCS-2 form cut to 63
+        for (const auto &c : cases) {
+          SCOPED_TRACE(c.name);
+          ASSERT_EQ(sethostname(c.name.data(), c.name.size()), 0);
+          CheckByteNameAtEveryRoom(c.name);
+          CheckUcs2Name(c.name);
+          if (c.suffix != nullptr) {
+            CheckSuffix(c.suffix);
+          } else {
+            CheckSuffixAgainstResolver(c.name);
+          }
         }
       },
       &skip);
