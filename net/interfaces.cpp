@@ -58,7 +58,7 @@ class InterfaceSocket {
   }
 
  private:
-  static constexpr int kProtocol = 3;
+  static constexpr int kProtocol = 3;  // ETH_P_ALL's number, passed as it is
   int fd_;
 };
 
