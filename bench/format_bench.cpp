@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-#include "codec/format.h"
+#include "format/format.h"
 #include "kxsupt/format.h"
 
 namespace {

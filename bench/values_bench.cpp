@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "codec/format.h"
-#include "frame/memory.h"
-#include "text/xlt.h"
+#include "format/format.h"
+#include "base/memory.h"
+#include "values/translation.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include "frame/modules.h"
 
 #include "codec/crc32.h"
-#include "codec/format.h"
+#include "format/format.h"
 #include "config/registry_file.h"
 
 namespace kx::frame {

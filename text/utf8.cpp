@@ -9,7 +9,7 @@
 #include <cstring>
 #include <limits>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 
 namespace kx::text {
 

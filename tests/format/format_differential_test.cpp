@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "codec/format.h"
+#include "format/format.h"
 #include "kxsupt/format.h"
 
 namespace {

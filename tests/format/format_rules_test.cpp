@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "codec/format.h"
+#include "format/format.h"
 #include "kxsupt/format.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // Exported entry points of the XML generation buffer and the XML escaper.
 #include "kxsupt/xml.h"
 
-#include "text/xgbuf.h"
+#include "xml/buffer.h"
 
 using kx::text::AsXmlBuffer;
 

@@ -1,15 +1,15 @@
 // Name-value parameters: the name matching rule, typed values through XLT, and
 // enumeration tables, with single values or lists split at "|" or ",".
-#include "text/nvp.h"
+#include "values/parameters.h"
 
 #include <strings.h>
 
 #include <cctype>
 #include <cstring>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "kxsupt/base.h"
-#include "text/xlt.h"
+#include "values/translation.h"
 
 namespace kx::text {
 

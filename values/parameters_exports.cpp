@@ -1,7 +1,7 @@
 // Exported entry points of the name-value parameter family.
 #include "kxsupt/values.h"
 
-#include "text/nvp.h"
+#include "values/parameters.h"
 
 extern "C" {
 

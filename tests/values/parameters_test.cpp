@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "kxsupt/values.h"
 
 namespace {

@@ -2,9 +2,9 @@
 // memory services.
 #include "kxsupt/frame.h"
 
-#include "frame/context.h"
-#include "frame/memory.h"
-#include "frame/version.h"
+#include "base/context.h"
+#include "base/memory.h"
+#include "base/version.h"
 
 extern "C" {
 

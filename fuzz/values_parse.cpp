@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "frame/memory.h"
-#include "text/xlt.h"
-#include "text/xlt_forms.h"
+#include "base/memory.h"
+#include "values/translation.h"
+#include "values/forms.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The XML generation buffer: its record and content, the literal pieces of
 // tags and attributes, typed values written through the typed-value
 // translation, and the multi-pass escaper.
-#include "text/xgbuf.h"
+#include "xml/buffer.h"
 
 #include "text/sstring.h"
 
@@ -11,9 +11,9 @@
 #include <cstring>
 #include <limits>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "kxsupt/base.h"
-#include "text/xlt.h"
+#include "values/translation.h"
 
 namespace kx::text {
 

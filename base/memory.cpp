@@ -1,5 +1,5 @@
 // The process heap, unadorned: no header, no zeroing, no tracking.
-#include "frame/memory.h"
+#include "base/memory.h"
 
 #include <cstdlib>
 

@@ -14,10 +14,10 @@
 #include <tuple>
 #include <vector>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "kxsupt/values.h"
 #include "kxsupt/xml.h"
-#include "text/xgbuf.h"
+#include "xml/buffer.h"
 
 namespace {
 

@@ -6,11 +6,11 @@
 #include <cstring>
 #include <limits>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "kxsupt/base.h"
 #include "text/utf.h"
-#include "text/xlt.h"
-#include "text/xlt_forms.h"
+#include "values/translation.h"
+#include "values/forms.h"
 
 namespace kx::text {
 

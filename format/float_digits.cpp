@@ -1,7 +1,7 @@
 // Decimal digits for the formatter's floating-point conversions, produced by
 // the standard library's correctly rounded std::to_chars with an explicit
 // precision and then trimmed to the digits-and-point form the fields need.
-#include "codec/format_float.h"
+#include "format/float_digits.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,14 +1,14 @@
 // The formatter module: its mutex, created at attach, and the locked entry
 // around the interpreter. The lock serialises every run and is held only for
 // the run itself; no caller code executes under it.
-#include "codec/format.h"
+#include "format/format.h"
 
 #include <pthread.h>
 
 #include <atomic>
 
-#include "codec/format_engine.h"
-#include "frame/context.h"
+#include "format/engine.h"
+#include "base/context.h"
 #include "os/mutex.h"
 
 namespace kx::codec {

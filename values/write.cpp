@@ -9,12 +9,12 @@
 #include <ctime>
 #include <limits>
 
-#include "codec/format.h"
-#include "frame/memory.h"
+#include "format/format.h"
+#include "base/memory.h"
 #include "kxsupt/base.h"
 #include "text/utf.h"
-#include "text/xlt.h"
-#include "text/xlt_forms.h"
+#include "values/translation.h"
+#include "values/forms.h"
 
 namespace kx::text {
 

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <limits>
 
-#include "frame/memory.h"
-#include "text/xlt.h"
+#include "base/memory.h"
+#include "values/translation.h"
 
 namespace kx::text {
 

@@ -2,7 +2,7 @@
 // and length modifiers, converts each value into a small local buffer and
 // assembles the field. Every byte goes through one bounded output routine that
 // drops what does not fit and still counts it for %n.
-#include "codec/format_engine.h"
+#include "format/engine.h"
 
 #include <array>
 #include <bit>
@@ -11,8 +11,8 @@
 #include <cmath>
 #include <cstring>
 
-#include "codec/format_float.h"
-#include "frame/memory.h"
+#include "format/float_digits.h"
+#include "base/memory.h"
 #include "text/utf.h"
 
 namespace kx::codec {

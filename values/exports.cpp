@@ -1,7 +1,7 @@
 // Exported entry points of typed value translation and separated-value lists.
 #include "kxsupt/values.h"
 
-#include "text/xlt.h"
+#include "values/translation.h"
 
 extern "C" {
 

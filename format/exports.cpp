@@ -1,7 +1,7 @@
 // Exported entry points of the formatter.
 #include "kxsupt/format.h"
 
-#include "codec/format.h"
+#include "format/format.h"
 
 extern "C" {
 

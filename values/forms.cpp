@@ -2,7 +2,7 @@
 // with conversions that behave as the C library's strtol / strtoul on this
 // host, the 64-bit and floating-point readers, language identifiers, dotted
 // IPv4 addresses and the ctime form of a calendar time.
-#include "text/xlt_forms.h"
+#include "values/forms.h"
 
 #include <arpa/inet.h>
 
@@ -13,7 +13,7 @@
 #include <strings.h>
 #include <limits>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "kxsupt/base.h"
 
 namespace kx::text {
