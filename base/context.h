@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-namespace kx::frame {
+namespace kx::base {
 
 inline uint32_t CurrentExportContext() {
   return 0;
@@ -13,4 +13,4 @@ inline uint32_t CurrentExportContext() {
 inline void EnterExportContext(void *) {}
 inline void LeaveExportContext() {}
 
-}  // namespace kx::frame
+}  // namespace kx::base

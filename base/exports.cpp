@@ -1,6 +1,6 @@
 // Exported entry points of the library frame: versions, export context and
 // memory services.
-#include "kxsupt/frame.h"
+#include "kxsupt/base.h"
 
 #include "base/context.h"
 #include "base/memory.h"
@@ -9,36 +9,36 @@
 extern "C" {
 
 uint32_t SUPTGetMajorVersion(void) {
-  return kx::frame::kMajorVersion;
+  return kx::base::kMajorVersion;
 }
 uint32_t SUPTGetMinorVersion(void) {
-  return kx::frame::kMinorVersion;
+  return kx::base::kMinorVersion;
 }
 uint32_t SUPTGetRevision(void) {
-  return kx::frame::kRevision;
+  return kx::base::kRevision;
 }
 
 void SMGetExportContext(uint32_t *pContext) {
-  if (pContext != nullptr) *pContext = kx::frame::CurrentExportContext();
+  if (pContext != nullptr) *pContext = kx::base::CurrentExportContext();
 }
 void SMSetExportContext(void *pContext) {
-  kx::frame::EnterExportContext(pContext);
+  kx::base::EnterExportContext(pContext);
 }
 void SMResetExportContext(void) {
-  kx::frame::LeaveExportContext();
+  kx::base::LeaveExportContext();
 }
 
 void *SMAllocMem(uint32_t size) {
-  return kx::frame::AllocMem(size);
+  return kx::base::AllocMem(size);
 }
 void *SMReAllocMem(void *pMem, uint32_t size) {
-  return kx::frame::ReAllocMem(pMem, size);
+  return kx::base::ReAllocMem(pMem, size);
 }
 void SMFreeMem(void *pMem) {
-  kx::frame::FreeMem(pMem);
+  kx::base::FreeMem(pMem);
 }
 void SMFreeGeneric(void *pMem) {
-  kx::frame::FreeMem(pMem);
+  kx::base::FreeMem(pMem);
 }
 
 }  // extern "C"

@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-namespace kx::frame {
+namespace kx::base {
 
 void *AllocMem(uint32_t size) {
   return std::malloc(size);
@@ -17,4 +17,4 @@ void FreeMem(void *block) {
   std::free(block);
 }
 
-}  // namespace kx::frame
+}  // namespace kx::base

@@ -4,10 +4,10 @@
 
 #include <cstdint>
 
-namespace kx::frame {
+namespace kx::base {
 
 void *AllocMem(uint32_t size);
 void *ReAllocMem(void *block, uint32_t size);
 void FreeMem(void *block);
 
-}  // namespace kx::frame
+}  // namespace kx::base

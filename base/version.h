@@ -3,10 +3,10 @@
 
 #include <cstdint>
 
-namespace kx::frame {
+namespace kx::base {
 
 inline constexpr uint32_t kMajorVersion = 1;
 inline constexpr uint32_t kMinorVersion = 1;
 inline constexpr uint32_t kRevision = 1;
 
-}  // namespace kx::frame
+}  // namespace kx::base

@@ -47,7 +47,7 @@ void ParseInt32Ours(benchmark::State &state) {
     int32_t value;
     uint32_t size = sizeof value;
     const uint32_t status =
-        kx::text::XltTextToValue(in.texts[i++ % kValues].c_str(), &value, &size, 3);
+        kx::values::XltTextToValue(in.texts[i++ % kValues].c_str(), &value, &size, 3);
     benchmark::DoNotOptimize(status);
     benchmark::DoNotOptimize(value);
   }
@@ -70,13 +70,13 @@ BENCHMARK(ParseInt32Anchor)->Name("xlt parse int32/anchor");
 
 // Ours runs with the formatter's module up, as in an attached library.
 void WriteInt32Ours(benchmark::State &state) {
-  kx::codec::FormatAttach();
+  kx::format::FormatAttach();
   const Inputs &in = Values();
   char text[32];
   size_t i = 0;
   for (auto _ : state) {
     uint32_t size = sizeof text;
-    const uint32_t status = kx::text::XltValueToText(&in.numbers[i++ % kValues], 4, text, &size, 3);
+    const uint32_t status = kx::values::XltValueToText(&in.numbers[i++ % kValues], 4, text, &size, 3);
     benchmark::DoNotOptimize(status);
     benchmark::DoNotOptimize(text);
   }
@@ -98,9 +98,9 @@ void ListOurs(benchmark::State &state) {
   const std::string &list = Values().list;
   for (auto _ : state) {
     uint32_t count;
-    char *result = kx::text::ConvertSeparatedValues(list.c_str(), ',', ';', &count, nullptr);
+    char *result = kx::values::ConvertSeparatedValues(list.c_str(), ',', ';', &count, nullptr);
     benchmark::DoNotOptimize(result);
-    kx::frame::FreeMem(result);
+    kx::base::FreeMem(result);
   }
 }
 void ListAnchor(benchmark::State &state) {

@@ -15,7 +15,7 @@
 #include "base/memory.h"
 #include "text/utf.h"
 
-namespace kx::codec {
+namespace kx::format {
 
 namespace {
 
@@ -372,16 +372,16 @@ bool WriteUcs2(Output &out, Conversion &conv, const uint16_t *text) {
   if (text == nullptr) text = kNullTextAsUcs2;
   uint32_t size = 0;
   if (text::Ucs2ToUtf8(nullptr, &size, text) != 0) return false;
-  auto *utf8 = static_cast<char *>(frame::AllocMem(size));
+  auto *utf8 = static_cast<char *>(base::AllocMem(size));
   if (utf8 == nullptr) return false;
   if (text::Ucs2ToUtf8(utf8, &size, text) != 0) {
-    frame::FreeMem(utf8);
+    base::FreeMem(utf8);
     return false;
   }
   const int64_t length = conv.precision >= 0 ? static_cast<int64_t>(strnlen(utf8, conv.precision))
                                              : static_cast<int64_t>(size) - 1;
   WriteText(out, conv, utf8, length);
-  frame::FreeMem(utf8);
+  base::FreeMem(utf8);
   return true;
 }
 
@@ -575,4 +575,4 @@ int32_t RunFormat(char *dest, uint32_t size, const char *format, va_list list, b
   return out.Finish();
 }
 
-}  // namespace kx::codec
+}  // namespace kx::format

@@ -11,7 +11,7 @@
 #include "base/context.h"
 #include "os/mutex.h"
 
-namespace kx::codec {
+namespace kx::format {
 
 namespace {
 
@@ -51,9 +51,9 @@ class RunLock {
 int32_t VFormat(char *dest, uint32_t size, const char *format, va_list args, bool *truncated) {
   RunLock lock;
   uint32_t context = 0;
-  frame::EnterExportContext(&context);
+  base::EnterExportContext(&context);
   const int32_t stored = RunFormat(dest, size, format, args, truncated);
-  frame::LeaveExportContext();
+  base::LeaveExportContext();
   return stored;
 }
 
@@ -87,4 +87,4 @@ void FormatDetach() {
   g_attached = false;
 }
 
-}  // namespace kx::codec
+}  // namespace kx::format

@@ -7,7 +7,7 @@
 #include <cstdarg>
 #include <cstdint>
 
-namespace kx::codec {
+namespace kx::format {
 
 // Formats into dest (size bytes including the NUL; a null dest stores nothing
 // but counts alike) under the formatter's lock. Returns the bytes stored:
@@ -31,4 +31,4 @@ int32_t FormatReportingTruncation(bool *truncated, char *dest, uint32_t size, co
 int FormatAttach();
 void FormatDetach();
 
-}  // namespace kx::codec
+}  // namespace kx::format

@@ -19,7 +19,7 @@ namespace {
 constexpr uint32_t kDoublingLimit = 0xFFFFF;
 constexpr uint64_t kMaxCapacity = std::numeric_limits<uint32_t>::max();
 
-SsHeap g_heap = {&frame::AllocMem, &frame::ReAllocMem};
+SsHeap g_heap = {&base::AllocMem, &base::ReAllocMem};
 
 // Makes the buffer at least `needed` bytes. False, with the string unchanged,
 // when the size is not representable or the heap refuses.
@@ -61,7 +61,7 @@ class ScratchBlock {
   explicit ScratchBlock(uint32_t size) : block_(g_heap.allocate(size)) {
     if (block_ != nullptr) std::memset(block_, 0, size);
   }
-  ~ScratchBlock() { frame::FreeMem(block_); }
+  ~ScratchBlock() { base::FreeMem(block_); }
   ScratchBlock(const ScratchBlock &) = delete;
   ScratchBlock &operator=(const ScratchBlock &) = delete;
   void *get() const { return block_; }
@@ -161,7 +161,7 @@ char *SsUtf8AppendUcs2(SMSSStr *ss, const uint16_t *src, uint32_t n) {
 
 void SsFree(SMSSStr *ss) {
   if (ss == nullptr) return;
-  frame::FreeMem(ss->pStr);
+  base::FreeMem(ss->pStr);
   ss->pStr = nullptr;
   ss->capacity = 0;
   ss->length = 0;

@@ -63,7 +63,7 @@ char *Utf8Duplicate(const char *s) {
   if (s == nullptr) return nullptr;
   const size_t size = std::strlen(s) + 1;
   if (size > std::numeric_limits<uint32_t>::max()) return nullptr;
-  auto *copy = static_cast<char *>(frame::AllocMem(static_cast<uint32_t>(size)));
+  auto *copy = static_cast<char *>(base::AllocMem(static_cast<uint32_t>(size)));
   if (copy != nullptr) std::memcpy(copy, s, size);
   return copy;
 }

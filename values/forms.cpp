@@ -16,7 +16,7 @@
 #include "base/memory.h"
 #include "kxsupt/base.h"
 
-namespace kx::text {
+namespace kx::values {
 
 namespace {
 
@@ -230,7 +230,7 @@ uint32_t LanguageId(const char *name) {
 
 uint32_t ParseDottedIPv4(const char *text, uint32_t *address) {
   const size_t length = std::strlen(text);
-  auto *work = static_cast<char *>(kx::frame::AllocMem(static_cast<uint32_t>(length + 1)));
+  auto *work = static_cast<char *>(kx::base::AllocMem(static_cast<uint32_t>(length + 1)));
   if (work == nullptr) return SM_STATUS_NO_MEMORY;
   // Drop every lower-case "x", then the leading zeros of each part (one "0"
   // stays when it is the whole part), so that no part is read as octal or
@@ -251,7 +251,7 @@ uint32_t ParseDottedIPv4(const char *text, uint32_t *address) {
   }
   work[out] = 0;
   const in_addr_t converted = inet_addr(work);
-  kx::frame::FreeMem(work);
+  kx::base::FreeMem(work);
   if (converted == INADDR_NONE && strcasecmp(text, "255.255.255.255") != 0 &&
       strcasecmp(text, "0xff.0xff.0xff.0xff") != 0) {
     return SM_STATUS_ERROR;
@@ -312,4 +312,4 @@ uint32_t ParseCtimeForm(const char *text, uint32_t *seconds) {
   return SM_STATUS_SUCCESS;
 }
 
-}  // namespace kx::text
+}  // namespace kx::values

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-namespace kx::text {
+namespace kx::values {
 
 enum class NumberGrammar {
   kDecimal,  // optional "+" or "-", then decimal digits (a sign alone is 0)
@@ -65,4 +65,4 @@ uint32_t FormatDottedIPv4(uint32_t address, char out[16]);
 // unsigned count.
 uint32_t ParseCtimeForm(const char *text, uint32_t *seconds);
 
-}  // namespace kx::text
+}  // namespace kx::values

@@ -11,7 +11,7 @@
 #include "kxsupt/base.h"
 #include "values/translation.h"
 
-namespace kx::text {
+namespace kx::values {
 
 namespace {
 
@@ -112,8 +112,8 @@ uint32_t NvpEnum32(int32_t count, char *const *params, const char *name, uint32_
     const SMEnum32Entry *row = FindRow(table, rows, item);
     if (row != nullptr) combined |= row->value;
   }
-  kx::frame::FreeMem(list);
+  kx::base::FreeMem(list);
   return combined;
 }
 
-}  // namespace kx::text
+}  // namespace kx::values

@@ -7,7 +7,7 @@
 
 #include "kxsupt/values.h"
 
-namespace kx::text {
+namespace kx::values {
 
 // Result of the enumeration for bad arguments or a list that cannot be built.
 inline constexpr uint32_t kNvpEnumBadArguments = 0x80000000u;
@@ -40,4 +40,4 @@ uint32_t NvpToTypeValue(int32_t count, char *const *params, const char *name, ui
 uint32_t NvpEnum32(int32_t count, char *const *params, const char *name, uint32_t case_flag,
                    const SMEnum32Entry *table, uint32_t rows, uint32_t multiple);
 
-}  // namespace kx::text
+}  // namespace kx::values

@@ -12,7 +12,7 @@
 #include "values/translation.h"
 #include "values/forms.h"
 
-namespace kx::text {
+namespace kx::values {
 
 namespace {
 
@@ -103,7 +103,7 @@ bool EqualsIgnoringAsciiCase(const char *text, const char *word) {
 // filled through an aligned copy.
 uint32_t ConvertToUcs2(const char *text, void *value, uint32_t *size) {
   uint32_t needed = 0;
-  uint32_t status = Utf8ToUcs2(nullptr, &needed, text);
+  uint32_t status = text::Utf8ToUcs2(nullptr, &needed, text);
   if (status != SM_STATUS_SUCCESS) return status;
   if (*size < needed) {
     *size = needed;
@@ -111,13 +111,13 @@ uint32_t ConvertToUcs2(const char *text, void *value, uint32_t *size) {
   }
   uint32_t room = needed;
   if (reinterpret_cast<uintptr_t>(value) % alignof(uint16_t) == 0) {
-    status = Utf8ToUcs2(static_cast<uint16_t *>(value), &room, text);
+    status = text::Utf8ToUcs2(static_cast<uint16_t *>(value), &room, text);
   } else {
-    auto *aligned = static_cast<uint16_t *>(kx::frame::AllocMem(needed));
+    auto *aligned = static_cast<uint16_t *>(kx::base::AllocMem(needed));
     if (aligned == nullptr) return SM_STATUS_NO_MEMORY;
-    status = Utf8ToUcs2(aligned, &room, text);
+    status = text::Utf8ToUcs2(aligned, &room, text);
     if (status == SM_STATUS_SUCCESS) std::memcpy(value, aligned, needed);
-    kx::frame::FreeMem(aligned);
+    kx::base::FreeMem(aligned);
   }
   if (status == SM_STATUS_SUCCESS) *size = needed;
   return status;
@@ -248,4 +248,4 @@ uint32_t XltTextToValue(const char *text, void *value, uint32_t *size, uint32_t 
   return status;
 }
 
-}  // namespace kx::text
+}  // namespace kx::values

@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-namespace kx::text {
+namespace kx::values {
 
 enum XltCode : uint32_t {
   kXltBoolean = 0,
@@ -66,4 +66,4 @@ char *ConvertSeparatedValues(const char *text, char from, char to, uint32_t *cou
 // null text or size. A null `out` measures.
 uint32_t HexTextToBytes(const char *text, uint8_t *out, uint32_t *size);
 
-}  // namespace kx::text
+}  // namespace kx::values

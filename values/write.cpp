@@ -16,7 +16,7 @@
 #include "values/translation.h"
 #include "values/forms.h"
 
-namespace kx::text {
+namespace kx::values {
 
 namespace {
 
@@ -101,15 +101,15 @@ uint32_t FormatNarrowInteger(const void *value, uint32_t code, uint32_t selector
     case kXltSelectBinary:
       return FormatBinary(bits, out);
     case kXltSelectOctal:
-      return static_cast<uint32_t>(kx::codec::Format(out, kScratchSize, "%o", bits));
+      return static_cast<uint32_t>(kx::format::Format(out, kScratchSize, "%o", bits));
     case kXltSelectHex:
-      return static_cast<uint32_t>(kx::codec::Format(out, kScratchSize, "%#x", bits));
+      return static_cast<uint32_t>(kx::format::Format(out, kScratchSize, "%#x", bits));
     default:
       if (is_signed) {
         return static_cast<uint32_t>(
-            kx::codec::Format(out, kScratchSize, "%d", static_cast<int32_t>(bits)));
+            kx::format::Format(out, kScratchSize, "%d", static_cast<int32_t>(bits)));
       }
-      return static_cast<uint32_t>(kx::codec::Format(out, kScratchSize, "%u", bits));
+      return static_cast<uint32_t>(kx::format::Format(out, kScratchSize, "%u", bits));
   }
 }
 
@@ -168,11 +168,11 @@ class Ucs2View {
     const auto *bytes = static_cast<const unsigned char *>(value);
     size_t count = 0;
     while (bytes[2 * count] != 0 || bytes[2 * count + 1] != 0) ++count;
-    copy_ = static_cast<uint16_t *>(kx::frame::AllocMem(static_cast<uint32_t>(2 * (count + 1))));
+    copy_ = static_cast<uint16_t *>(kx::base::AllocMem(static_cast<uint32_t>(2 * (count + 1))));
     if (copy_ != nullptr) std::memcpy(copy_, value, 2 * (count + 1));
     units_ = copy_;
   }
-  ~Ucs2View() { kx::frame::FreeMem(copy_); }
+  ~Ucs2View() { kx::base::FreeMem(copy_); }
   Ucs2View(const Ucs2View &) = delete;
   Ucs2View &operator=(const Ucs2View &) = delete;
 
@@ -188,7 +188,7 @@ uint32_t WriteUcs2AsUtf8(const void *value, char *text, uint32_t *size) {
   const Ucs2View source(value);
   if (source.units() == nullptr) return SM_STATUS_NO_MEMORY;
   uint32_t needed = 0;
-  uint32_t status = Ucs2ToUtf8(nullptr, &needed, source.units());
+  uint32_t status = text::Ucs2ToUtf8(nullptr, &needed, source.units());
   if (status != SM_STATUS_SUCCESS || text == nullptr) {
     if (status == SM_STATUS_SUCCESS) *size = needed;
     return status;
@@ -198,7 +198,7 @@ uint32_t WriteUcs2AsUtf8(const void *value, char *text, uint32_t *size) {
     return SM_STATUS_BUFFER_TOO_SMALL;
   }
   uint32_t room = needed;
-  status = Ucs2ToUtf8(text, &room, source.units());
+  status = text::Ucs2ToUtf8(text, &room, source.units());
   if (status == SM_STATUS_SUCCESS) *size = room;
   return status;
 }
@@ -237,7 +237,7 @@ uint32_t WriteUcs2Dump(const void *value, uint32_t count, uint32_t selector, cha
       continue;
     }
     if (i % 16 == 0) {
-      out += kx::codec::Format(out, 13, "0x%08X: ", i);
+      out += kx::format::Format(out, 13, "0x%08X: ", i);
     } else {
       *out++ = ' ';
     }
@@ -290,7 +290,7 @@ uint32_t XltValueToText(const void *value, uint32_t value_size, char *text, uint
       break;
     case kXltDouble:
       length = static_cast<uint32_t>(
-          kx::codec::Format(scratch, kScratchSize, "%.3f", Load<double>(value)));
+          kx::format::Format(scratch, kScratchSize, "%.3f", Load<double>(value)));
       break;
     case kXltLanguageId: {
       const char *name = LanguageName(Load<uint32_t>(value));
@@ -323,4 +323,4 @@ uint32_t XltValueToText(const void *value, uint32_t value_size, char *text, uint
   return Deliver(scratch, length, text, size, bound);
 }
 
-}  // namespace kx::text
+}  // namespace kx::values

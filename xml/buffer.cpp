@@ -15,7 +15,7 @@
 #include "kxsupt/base.h"
 #include "values/translation.h"
 
-namespace kx::text {
+namespace kx::xml {
 
 namespace {
 
@@ -29,8 +29,8 @@ bool Reserve(XmlBuffer *buffer, uint64_t n) {
   if (needed <= buffer->capacity) return true;
   if (needed > std::numeric_limits<uint32_t>::max()) return false;
   // A buffer grows as a self-sizing string does.
-  const uint32_t capacity = SsGrownCapacity(buffer->capacity, static_cast<uint32_t>(needed));
-  auto *grown = static_cast<char *>(kx::frame::ReAllocMem(buffer->text, capacity));
+  const uint32_t capacity = text::SsGrownCapacity(buffer->capacity, static_cast<uint32_t>(needed));
+  auto *grown = static_cast<char *>(kx::base::ReAllocMem(buffer->text, capacity));
   if (grown == nullptr) return false;
   buffer->text = grown;
   buffer->capacity = capacity;
@@ -41,7 +41,7 @@ bool Reserve(XmlBuffer *buffer, uint64_t n) {
 // declaration when `declaration` is 1; false (record without content) for
 // capacity 0 or no memory.
 bool NewContent(XmlBuffer *buffer, uint32_t capacity, uint32_t declaration) {
-  buffer->text = capacity == 0 ? nullptr : static_cast<char *>(kx::frame::AllocMem(capacity));
+  buffer->text = capacity == 0 ? nullptr : static_cast<char *>(kx::base::AllocMem(capacity));
   buffer->capacity = buffer->text == nullptr ? 0 : capacity;
   buffer->length = 0;
   if (buffer->text == nullptr) return false;
@@ -121,7 +121,7 @@ char *EscapeOnce(const char *text, size_t length, uint32_t *escaped_length) {
     }
   }
   if (total >= std::numeric_limits<uint32_t>::max()) return nullptr;
-  auto *out = static_cast<char *>(kx::frame::AllocMem(static_cast<uint32_t>(total + 1)));
+  auto *out = static_cast<char *>(kx::base::AllocMem(static_cast<uint32_t>(total + 1)));
   if (out == nullptr) return nullptr;
   char *p = out;
   for (size_t i = 0; i < length; ++i) {
@@ -168,7 +168,7 @@ uint32_t AppendTextValue(XmlBuffer *buffer, const char *text, const SMXGBufForma
   char *escaped = EscapeXml(text, &size, passes);
   if (escaped == nullptr) return SM_STATUS_NO_MEMORY;
   XmlAppend(buffer, escaped, size);
-  kx::frame::FreeMem(escaped);
+  kx::base::FreeMem(escaped);
   return SM_STATUS_SUCCESS;
 }
 
@@ -178,24 +178,24 @@ uint32_t AppendTextValue(XmlBuffer *buffer, const char *text, const SMXGBufForma
 uint32_t TranslateValue(const void *value, uint32_t value_size, uint32_t xlt_type, uint32_t scratch,
                         char **text) {
   if (scratch == 0) {
-    const uint32_t status = XltValueToText(value, value_size, nullptr, &scratch, xlt_type);
+    const uint32_t status = values::XltValueToText(value, value_size, nullptr, &scratch, xlt_type);
     if (status != SM_STATUS_SUCCESS) return status;
   }
-  auto *block = static_cast<char *>(kx::frame::AllocMem(scratch));
+  auto *block = static_cast<char *>(kx::base::AllocMem(scratch));
   if (block == nullptr) return SM_STATUS_NO_MEMORY;
   uint32_t size = scratch;
-  uint32_t status = XltValueToText(value, value_size, block, &size, xlt_type);
+  uint32_t status = values::XltValueToText(value, value_size, block, &size, xlt_type);
   if (status == SM_STATUS_BUFFER_TOO_SMALL) {
-    auto *larger = static_cast<char *>(kx::frame::ReAllocMem(block, size));
+    auto *larger = static_cast<char *>(kx::base::ReAllocMem(block, size));
     if (larger == nullptr) {
-      kx::frame::FreeMem(block);
+      kx::base::FreeMem(block);
       return SM_STATUS_NO_MEMORY;
     }
     block = larger;
-    status = XltValueToText(value, value_size, block, &size, xlt_type);
+    status = values::XltValueToText(value, value_size, block, &size, xlt_type);
   }
   if (status != SM_STATUS_SUCCESS) {
-    kx::frame::FreeMem(block);
+    kx::base::FreeMem(block);
     return status;
   }
   *text = block;
@@ -206,28 +206,28 @@ uint32_t TranslateValue(const void *value, uint32_t value_size, uint32_t xlt_typ
 // variants 33-35 and 37-40 stand for 1-3 and 5-8; 36 is not one of them.
 uint32_t NumericScratch(uint32_t type) {
   switch (type) {
-    case kXltInt8:
-    case kXltInt16:
-    case kXltInt32:
-    case 32 + kXltInt8:
-    case 32 + kXltInt16:
-    case 32 + kXltInt32:
+    case values::kXltInt8:
+    case values::kXltInt16:
+    case values::kXltInt32:
+    case 32 + values::kXltInt8:
+    case 32 + values::kXltInt16:
+    case 32 + values::kXltInt32:
       return 17;
-    case kXltInt64:
+    case values::kXltInt64:
       return 33;
-    case kXltUInt8:
-    case kXltUInt16:
-    case kXltUInt32:
-    case 32 + kXltUInt8:
-    case 32 + kXltUInt16:
-    case 32 + kXltUInt32:
-    case kXltLanguageId:
+    case values::kXltUInt8:
+    case values::kXltUInt16:
+    case values::kXltUInt32:
+    case 32 + values::kXltUInt8:
+    case 32 + values::kXltUInt16:
+    case 32 + values::kXltUInt32:
+    case values::kXltLanguageId:
       return 16;
-    case kXltUInt64:
-    case 32 + kXltUInt64:
-    case kXltDouble:
+    case values::kXltUInt64:
+    case 32 + values::kXltUInt64:
+    case values::kXltDouble:
       return 32;
-    case kXltTime:
+    case values::kXltTime:
       return 64;
     default:
       return 0;
@@ -251,17 +251,17 @@ uint32_t AppendTranslatedText(XmlBuffer *buffer, uint32_t status, char *text,
                               const SMXGBufFormat *format) {
   if (status != SM_STATUS_SUCCESS) return status;
   status = AppendTextValue(buffer, text, format);
-  kx::frame::FreeMem(text);
+  kx::base::FreeMem(text);
   return status;
 }
 
 }  // namespace
 
 XmlBuffer *XmlAlloc(uint32_t capacity, uint32_t declaration) {
-  auto *buffer = static_cast<XmlBuffer *>(kx::frame::AllocMem(sizeof(XmlBuffer)));
+  auto *buffer = static_cast<XmlBuffer *>(kx::base::AllocMem(sizeof(XmlBuffer)));
   if (buffer == nullptr) return nullptr;
   if (!NewContent(buffer, std::max(capacity, kXmlMinimumCapacity), declaration)) {
-    kx::frame::FreeMem(buffer);
+    kx::base::FreeMem(buffer);
     return nullptr;
   }
   return buffer;
@@ -269,26 +269,26 @@ XmlBuffer *XmlAlloc(uint32_t capacity, uint32_t declaration) {
 
 char *XmlReAllocContent(XmlBuffer *buffer, uint32_t capacity, uint32_t declaration) {
   if (buffer == nullptr) return nullptr;
-  kx::frame::FreeMem(buffer->text);
+  kx::base::FreeMem(buffer->text);
   NewContent(buffer, capacity, declaration);
   return buffer->text;
 }
 
 void XmlFree(XmlBuffer *buffer) {
   if (buffer == nullptr) return;
-  kx::frame::FreeMem(buffer->text);
-  kx::frame::FreeMem(buffer);
+  kx::base::FreeMem(buffer->text);
+  kx::base::FreeMem(buffer);
 }
 
 char *XmlFreeGetContent(XmlBuffer *buffer) {
   if (buffer == nullptr) return nullptr;
   char *content = buffer->text;
-  kx::frame::FreeMem(buffer);
+  kx::base::FreeMem(buffer);
   return content;
 }
 
 void XmlFreeContent(char *content) {
-  kx::frame::FreeMem(content);
+  kx::base::FreeMem(content);
 }
 
 void XmlAppend(XmlBuffer *buffer, const char *source, uint32_t n) {
@@ -319,12 +319,12 @@ uint32_t XmlNodeValue(XmlBuffer *buffer, const void *value, uint32_t value_size,
   char *text = nullptr;
   uint32_t status;
   switch (value_type) {
-    case kXltBoolean: {
+    case values::kXltBoolean: {
       uint16_t flag;
       std::memcpy(&flag, value, sizeof flag);
       return AppendTextValue(buffer, flag == 1 ? "true" : "false", nullptr);
     }
-    case kXltUtf8:
+    case values::kXltUtf8:
       return AppendTextValue(buffer, static_cast<const char *>(value), format);
     case kUtf8Pointer:
     case kUtf8PointerToo: {
@@ -332,17 +332,17 @@ uint32_t XmlNodeValue(XmlBuffer *buffer, const void *value, uint32_t value_size,
       if (pointed == nullptr) return SM_STATUS_NOT_AVAILABLE;
       return AppendTextValue(buffer, pointed, format);
     }
-    case kXltUcs2Converted:
-      status = TranslateValue(value, value_size, kXltUcs2Converted, 0, &text);
+    case values::kXltUcs2Converted:
+      status = TranslateValue(value, value_size, values::kXltUcs2Converted, 0, &text);
       return AppendTranslatedText(buffer, status, text, format);
     case kUcs2Pointer: {
       const uint16_t *pointed = LoadPointer<uint16_t>(value);
       if (pointed == nullptr) return SM_STATUS_NOT_AVAILABLE;
-      status = TranslateValue(pointed, 0, kXltUcs2Converted, 0, &text);
+      status = TranslateValue(pointed, 0, values::kXltUcs2Converted, 0, &text);
       return AppendTranslatedText(buffer, status, text, format);
     }
-    case kXltUcs2:
-      status = TranslateValue(value, value_size, kXltUcs2 | flags, 0, &text);
+    case values::kXltUcs2:
+      status = TranslateValue(value, value_size, values::kXltUcs2 | flags, 0, &text);
       return AppendTranslatedText(buffer, status, text, format);
     default:
       break;
@@ -353,7 +353,7 @@ uint32_t XmlNodeValue(XmlBuffer *buffer, const void *value, uint32_t value_size,
   status = TranslateValue(value, value_size, code | flags, scratch, &text);
   if (status != SM_STATUS_SUCCESS) return status;
   XmlAppend(buffer, text, static_cast<uint32_t>(std::strlen(text)));
-  kx::frame::FreeMem(text);
+  kx::base::FreeMem(text);
   return SM_STATUS_SUCCESS;
 }
 
@@ -396,11 +396,11 @@ char *EscapeXml(const char *text, uint32_t *size, uint32_t passes) {
   for (uint32_t pass = 1; pass < passes && current != nullptr; ++pass) {
     // The next pass starts from the previous length as its capacity.
     char *next = length == 0 ? nullptr : EscapeOnce(current, length, &length);
-    kx::frame::FreeMem(current);
+    kx::base::FreeMem(current);
     current = next;
   }
   if (current != nullptr) *size = length;
   return current;
 }
 
-}  // namespace kx::text
+}  // namespace kx::xml

@@ -8,7 +8,7 @@
 
 #include "kxsupt/xml.h"
 
-namespace kx::text {
+namespace kx::xml {
 
 // The record behind an SMXGBuf: the self-sizing string's fields in order.
 struct XmlBuffer {
@@ -66,4 +66,4 @@ uint32_t XmlAttribute(XmlBuffer *attributes, const char *name, const void *value
 // Returns heap text (the library's free releases it) or null.
 char *EscapeXml(const char *text, uint32_t *size, uint32_t passes);
 
-}  // namespace kx::text
+}  // namespace kx::xml

@@ -33,7 +33,7 @@ Case MakeCase(const std::string &format, Args... args) {
   return {format,
           [format, args...](char *dest, uint32_t size, bool *truncated) {
             if (truncated == nullptr) return SMsnprintf(dest, size, format.c_str(), args...);
-            return kx::codec::FormatReportingTruncation(truncated, dest, size, format.c_str(),
+            return kx::format::FormatReportingTruncation(truncated, dest, size, format.c_str(),
                                                         args...);
           },
           [format, args...](char *dest, size_t size) {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "kxsupt/frame.h"
+#include "kxsupt/base.h"
 
 namespace {
 

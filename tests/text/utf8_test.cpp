@@ -10,7 +10,7 @@
 #include <random>
 #include <string>
 
-#include "kxsupt/frame.h"
+#include "kxsupt/base.h"
 #include "kxsupt/text.h"
 
 namespace {

@@ -48,7 +48,7 @@ TEST(SeparatedValues, random_texts_match_the_model) {
     ASSERT_EQ(size, expected.size() + 1) << text;
     ASSERT_EQ(std::string(result, size), expected + '\0') << text;
     ASSERT_EQ(count, expected_count);
-    kx::frame::FreeMem(result);
+    kx::base::FreeMem(result);
   }
 }
 
@@ -58,7 +58,7 @@ TEST(SeparatedValues, null_text_and_optional_outs) {
   EXPECT_EQ(count + size, 0u);
   char *result = SMUTF8ConvertXSVToYSV("a, b,,c", ',', ';', nullptr, nullptr);
   EXPECT_STREQ(result, "a;b;c;");
-  kx::frame::FreeMem(result);
+  kx::base::FreeMem(result);
 }
 
 // An argv-like array over owned strings.

@@ -31,10 +31,10 @@ class Buffer {
   ~Buffer() { SMXGBufFree(buffer_); }
   SMXGBuf *get() const { return buffer_; }
   std::string text() const {
-    const auto *record = kx::text::AsXmlBuffer(buffer_);
+    const auto *record = kx::xml::AsXmlBuffer(buffer_);
     return record->text == nullptr ? std::string() : std::string(record->text, record->length);
   }
-  uint32_t capacity() const { return kx::text::AsXmlBuffer(buffer_)->capacity; }
+  uint32_t capacity() const { return kx::xml::AsXmlBuffer(buffer_)->capacity; }
 
  private:
   SMXGBuf *buffer_;
@@ -195,7 +195,7 @@ std::string Escape(const char *text, uint32_t passes, uint32_t size = 1) {
   char *escaped = SMXGEscapeXMLUTF8Str(text, &size, passes);
   const std::string result = escaped == nullptr ? "null" : escaped;
   EXPECT_TRUE(escaped == nullptr || size == result.size()) << text;
-  kx::frame::FreeMem(escaped);
+  kx::base::FreeMem(escaped);
   return result;
 }
 
