@@ -1,4 +1,4 @@
-// Exported entry points of the library frame: versions, export context and
+// Exported entry points of the base family: versions, export context and
 // memory services.
 #include "kxsupt/base.h"
 
@@ -9,23 +9,23 @@
 extern "C" {
 
 uint32_t SUPTGetMajorVersion(void) {
-  return kx::base::kMajorVersion;
+  return kx::base::GetMajorVersion();
 }
 uint32_t SUPTGetMinorVersion(void) {
-  return kx::base::kMinorVersion;
+  return kx::base::GetMinorVersion();
 }
 uint32_t SUPTGetRevision(void) {
-  return kx::base::kRevision;
+  return kx::base::GetRevision();
 }
 
 void SMGetExportContext(uint32_t *pContext) {
-  if (pContext != nullptr) *pContext = kx::base::CurrentExportContext();
+  kx::base::GetExportContext(pContext);
 }
 void SMSetExportContext(void *pContext) {
-  kx::base::EnterExportContext(pContext);
+  kx::base::SetExportContext(pContext);
 }
 void SMResetExportContext(void) {
-  kx::base::LeaveExportContext();
+  kx::base::ResetExportContext();
 }
 
 void *SMAllocMem(uint32_t size) {
@@ -38,7 +38,7 @@ void SMFreeMem(void *pMem) {
   kx::base::FreeMem(pMem);
 }
 void SMFreeGeneric(void *pMem) {
-  kx::base::FreeMem(pMem);
+  kx::base::FreeGeneric(pMem);
 }
 
 }  // extern "C"

@@ -371,10 +371,10 @@ void WriteFloat(Output &out, Conversion &conv, char conversion, double value) {
 bool WriteUcs2(Output &out, Conversion &conv, const uint16_t *text) {
   if (text == nullptr) text = kNullTextAsUcs2;
   uint32_t size = 0;
-  if (text::Ucs2ToUtf8(nullptr, &size, text) != 0) return false;
+  if (!Ok(text::UCS2StrToUTF8Str(nullptr, &size, text))) return false;
   auto *utf8 = static_cast<char *>(base::AllocMem(size));
   if (utf8 == nullptr) return false;
-  if (text::Ucs2ToUtf8(utf8, &size, text) != 0) {
+  if (!Ok(text::UCS2StrToUTF8Str(utf8, &size, text))) {
     base::FreeMem(utf8);
     return false;
   }

@@ -111,18 +111,19 @@ void CheckNarrowInteger(const std::string &text, uint32_t code, uint32_t selecto
 void RoundTrip(const uint8_t *value, uint32_t value_size, uint32_t type) {
   char text[128];
   uint32_t size = sizeof text;
-  Check(kx::values::XltValueToText(value, value_size, text, &size, type) == 0);
+  Check(kx::Ok(kx::values::XLTTypeValueToUTF8(value, value_size, text, &size, type)));
   Check(size == std::strlen(text) + 1);
   uint8_t again[8] = {};
   uint32_t room = sizeof again;
-  Check(kx::values::XltTextToValue(text, again, &room, type) == 0);
+  Check(kx::Ok(kx::values::XLTUTF8ToTypeValue(text, again, &room, type)));
   Check(room == value_size && std::memcmp(again, value, value_size) == 0);
 }
 
 void FuzzParse(const std::string &text, uint32_t type, uint32_t room) {
   std::vector<uint8_t> value(room);  // exact size: an overrun is reported
   uint32_t size = room;
-  const uint32_t status = kx::values::XltTextToValue(text.c_str(), value.data(), &size, type);
+  const uint32_t status =
+      kx::ToC(kx::values::XLTUTF8ToTypeValue(text.c_str(), value.data(), &size, type));
   Check(KnownStatus(status));
   if (status == 16) Check(size > room);
   if (status != 0) return;
@@ -144,8 +145,8 @@ void FuzzWrite(const uint8_t *data, size_t size, uint32_t type, uint32_t room) {
   std::vector<char> text(room);
   uint32_t text_size = room;
   const uint32_t status =
-      kx::values::XltValueToText(block.data(), static_cast<uint32_t>(size),
-                               room == 0 ? nullptr : text.data(), &text_size, type);
+      kx::ToC(kx::values::XLTTypeValueToUTF8(block.data(), static_cast<uint32_t>(size),
+                                             room == 0 ? nullptr : text.data(), &text_size, type));
   Check(KnownStatus(status));
   if (status == 0 && room != 0) Check(text_size == std::strlen(text.data()) + 1);
   if (status == 16) Check(text_size > room);
@@ -165,8 +166,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
 
   uint32_t count = 0;
   uint32_t list_size = 0;
-  char *list = kx::values::ConvertSeparatedValues(terminated.c_str(), static_cast<char>(data[1]), ';',
-                                                &count, &list_size);
+  char *list = kx::values::UTF8ConvertXSVToYSV(terminated.c_str(), static_cast<char>(data[1]), ';',
+                                               &count, &list_size);
   Check(list != nullptr && list_size == std::strlen(list) + 1 &&
         list_size <= terminated.size() + 2);
   kx::base::FreeMem(list);

@@ -23,8 +23,7 @@ void SetOuts(uint32_t *count, uint32_t *size, uint32_t count_value, uint32_t siz
 
 }  // namespace
 
-char *ConvertSeparatedValues(const char *text, char from, char to, uint32_t *count,
-                             uint32_t *size) {
+char *UTF8ConvertXSVToYSV(const char *text, char from, char to, uint32_t *count, uint32_t *size) {
   SetOuts(count, size, 0, 0);
   if (text == nullptr) return nullptr;
   const size_t length = std::strlen(text);

@@ -115,7 +115,7 @@ uint32_t LiteralGenerate(const uint8_t *data, uint32_t dataLength, uint32_t tota
   return c;
 }
 
-TEST(GenerateCrc32, stated_vectors) {
+TEST(GenerateCRC32, stated_vectors) {
   const uint8_t zeros[2] = {0, 0};
   struct Case {
     const void *data;
@@ -131,7 +131,7 @@ TEST(GenerateCrc32, stated_vectors) {
   }
 }
 
-TEST(GenerateCrc32, matches_the_literal_rule) {
+TEST(GenerateCRC32, matches_the_literal_rule) {
   std::mt19937_64 rng(8);
   std::vector<uint8_t> data = RandomBytes(rng, 3000);
   // Totals both below the data length (cut) and above it (zero padding).
@@ -154,7 +154,7 @@ TEST(GenerateCrc32, matches_the_literal_rule) {
   }
 }
 
-TEST(GenerateCrc32, huge_zero_padding_matches_zlib_combination) {
+TEST(GenerateCRC32, huge_zero_padding_matches_zlib_combination) {
   // For 0/1 bytes the rule is the complement of the standard CRC, and zlib's
   // crc32_combine yields the CRC of any number of zero bytes by doubling.
   auto zeros_crc = [](uint64_t count) {

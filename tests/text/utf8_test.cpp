@@ -15,7 +15,7 @@
 
 namespace {
 
-TEST(Utf8Trim, zeroes_leading_and_trailing_tab_lf_cr_and_space) {
+TEST(UTF8trim, zeroes_leading_and_trailing_tab_lf_cr_and_space) {
   const struct {
     const char *in, *left, *right, *both;
   } cases[] = {

@@ -31,10 +31,10 @@ class Buffer {
   ~Buffer() { SMXGBufFree(buffer_); }
   SMXGBuf *get() const { return buffer_; }
   std::string text() const {
-    const auto *record = kx::xml::AsXmlBuffer(buffer_);
+    const auto *record = kx::xml::AsBuffer(buffer_);
     return record->text == nullptr ? std::string() : std::string(record->text, record->length);
   }
-  uint32_t capacity() const { return kx::xml::AsXmlBuffer(buffer_)->capacity; }
+  uint32_t capacity() const { return kx::xml::AsBuffer(buffer_)->capacity; }
 
  private:
   SMXGBuf *buffer_;
