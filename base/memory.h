@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <limits>
 #include <new>
-#include <utility>
 
 namespace kx::base {
 
@@ -25,20 +24,6 @@ void FreeGeneric(void *block);
 // Allocates count zeroed elements of `size` bytes (as calloc); null when the
 // product overflows or the heap refuses.
 void *AllocZeroed(size_t count, size_t size);
-
-// A T constructed in a block of AllocMem, or null when the block cannot be
-// had; Delete destroys it and releases the block (null is ignored).
-template <typename T, typename... Args>
-T *New(Args &&...args) {
-  void *block = AllocMem(sizeof(T));
-  return block != nullptr ? new (block) T(std::forward<Args>(args)...) : nullptr;
-}
-template <typename T>
-void Delete(T *object) {
-  if (object == nullptr) return;
-  object->~T();
-  FreeMem(object);
-}
 
 // The standard library's allocator interface over AllocMem. A container that
 // uses it throws std::bad_alloc when a block cannot be had; the routine that
@@ -66,7 +51,7 @@ struct Allocator {
 
 // The fault-injection seam: tests make the library's allocations fail from a
 // chosen point on, to reach the out-of-memory paths. Each AllocMem and
-// ReAllocMem call (AllocZeroed, New and Allocator go through AllocMem) spends
+// ReAllocMem call (AllocZeroed and Allocator go through AllocMem) spends
 // one request of the budget; once it is spent every request fails until the
 // budget is lifted. Releases are never refused. Process-wide: a test that
 // sets a budget must not run allocating threads it does not expect to fail.

@@ -245,7 +245,25 @@ void RepairAfterRemoval(TreeNode **tree, TreeNode *x, TreeNode *parent) {
   if (x != nullptr) x->color = kBlack;
 }
 
-// ---- walks -----------------------------------------------------------------
+// ---- search and walks ------------------------------------------------------
+
+// The node whose data compares equal to key, or null (also for a null compare).
+TreeNode *FindNode(TreeNode *root, void *key, Callback compare) {
+  if (compare == nullptr) return nullptr;
+  TreeNode *node = root;
+  while (node != nullptr) {
+    PrefetchChildren(node);
+    const int32_t order = compare(key, node->pData);
+    if (order < 0) {
+      node = node->pLeft;
+    } else if (order > 0) {
+      node = node->pRight;
+    } else {
+      break;
+    }
+  }
+  return node;
+}
 
 // In-order visit from `first` side to the other; the node at which visit
 // returned 0, or null. Recursion depth is the tree's height.
@@ -351,26 +369,9 @@ Status RedBlackTreeDataInsert(TreeNode **tree, void *data, void *key, Callback c
   return Status::kSuccess;
 }
 
-TreeNode *TreeFind(TreeNode *root, void *key, Callback compare) {
-  if (compare == nullptr) return nullptr;
-  TreeNode *node = root;
-  while (node != nullptr) {
-    PrefetchChildren(node);
-    const int32_t order = compare(key, node->pData);
-    if (order < 0) {
-      node = node->pLeft;
-    } else if (order > 0) {
-      node = node->pRight;
-    } else {
-      break;
-    }
-  }
-  return node;
-}
-
 void *RedBlackTreeDataReplace(TreeNode **tree, void *data, void *key, Callback compare) {
   if (tree == nullptr || data == nullptr || key == nullptr) return nullptr;
-  TreeNode *node = TreeFind(*tree, key, compare);
+  TreeNode *node = FindNode(*tree, key, compare);
   if (node == nullptr) return nullptr;
   void *previous = node->pData;
   node->pData = data;
@@ -379,7 +380,7 @@ void *RedBlackTreeDataReplace(TreeNode **tree, void *data, void *key, Callback c
 
 Status RedBlackTreeDataDelete(TreeNode **tree, void *key, Callback compare) {
   if (tree == nullptr || key == nullptr || compare == nullptr) return Status::kInvalidParameter;
-  TreeNode *node = TreeFind(*tree, key, compare);
+  TreeNode *node = FindNode(*tree, key, compare);
   if (node == nullptr) return Status::kNotAvailable;
   EraseNode(tree, node);
   return Status::kSuccess;
@@ -403,7 +404,7 @@ void *RedBlackTreeDataWalk(TreeNode *root, void *context, Callback visit, uint32
       hit = VisitInOrder(root, context, visit, kRight);
       break;
     case kWalkSearch:
-      hit = TreeFind(root, context, visit);
+      hit = FindNode(root, context, visit);
       break;
     case kWalkExhaustive:
       hit = VisitGuided(root, context, visit);

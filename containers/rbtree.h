@@ -30,9 +30,6 @@ int32_t RedBlackTreeIsEmpty(const TreeNode *root);
 // argument is null.
 Status RedBlackTreeDataInsert(TreeNode **tree, void *data, void *key, Callback compare);
 
-// The node whose data compares equal to key, or null (also for a null compare).
-TreeNode *TreeFind(TreeNode *root, void *key, Callback compare);
-
 // Stores data in the node matching key and returns the data it held; null
 // when nothing matches or any argument is null.
 void *RedBlackTreeDataReplace(TreeNode **tree, void *data, void *key, Callback compare);

@@ -24,11 +24,9 @@ enum : uint32_t {
   kAlternate = 1u << 0,   // '#'
   kHexPrefix = 1u << 1,   // "0x" or "0X" goes in front of the digits
   kLeftAdjust = 1u << 2,  // '-'
-  kLongDouble = 1u << 3,  // 'L': accepted, the value is still read as a double
-  kLong = 1u << 4,        // 'l'; a second 'l' sets the same bit
-  kShort = 1u << 5,       // 'h'; a second 'h' sets the same bit
-  kZeroPad = 1u << 6,     // '0' before any width digit
-  kFloat = 1u << 7,       // floating-point conversion in progress
+  kLong = 1u << 3,        // 'l'; a second 'l' sets the same bit
+  kShort = 1u << 4,       // 'h'; a second 'h' sets the same bit
+  kZeroPad = 1u << 5,     // '0' before any width digit
 };
 
 constexpr char kLowerDigits[] = "0123456789abcdef";
@@ -300,7 +298,6 @@ void WriteFloat(Output &out, Conversion &conv, char conversion, double value) {
     WriteText(out, conv, "Inf", 3);
     return;
   }
-  conv.flags |= kFloat;
   // A comparison, not the sign bit: -0.0 prints like 0.0.
   if (value < 0) conv.sign = '-';
   value = std::fabs(value);
@@ -447,8 +444,7 @@ unsigned char ReadConversion(const char *&format, Conversion &conv, Arguments &a
       case 'l':
         conv.flags |= kLong;
         break;
-      case 'L':
-        conv.flags |= kLongDouble;
+      case 'L':  // accepted and ignored: the value is still read as a double
         break;
       default:
         return c;
