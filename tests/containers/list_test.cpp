@@ -13,6 +13,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "base/memory.h"
 #include "kxsupt/containers.h"
 
 namespace {
@@ -267,6 +268,22 @@ TYPED_TEST(List, EntryLayoutAndInit) {
     EXPECT_EQ(e->pData, data);
     F::Free(e);
   }
+}
+
+// A heap that refuses gives null records and entries; the next request after
+// the refusal is served again.
+TYPED_TEST(List, allocation_refused_by_the_heap_gives_null) {
+  using F = TypeParam;
+  {
+    kx::base::testing::AllocationBudget budget(0);
+    EXPECT_EQ(F::ListAlloc(), nullptr);
+    EXPECT_EQ(F::Alloc(0), nullptr);
+    EXPECT_EQ(F::Alloc(64), nullptr);
+  }
+  typename F::L *list = F::ListAlloc();
+  ASSERT_NE(list, nullptr);
+  EXPECT_EQ(F::Empty(list), 1);
+  F::ListFree(list);
 }
 
 // Removing the tail of a one-entry list (the singly linked walk finds no

@@ -12,6 +12,7 @@
 #include <random>
 #include <vector>
 
+#include "base/memory.h"
 #include "kxsupt/containers.h"
 
 namespace {
@@ -210,6 +211,38 @@ TEST(TreeEdges, AscendingFill) {
   }
   SMRedBlackTreeDelete(&tree, nullptr, nullptr);
   EXPECT_EQ(tree, nullptr);
+}
+
+// A refused node allocation reports 272 and leaves the tree exactly as it was
+// (same nodes, same data, every rule kept), so the caller can simply retry; a
+// key already present is refused with 258 before any allocation is tried.
+TEST(TreeOutOfMemory, refused_inserts_report_no_memory_and_change_nothing) {
+  std::vector<int> keys(400);
+  for (int k = 0; k < 400; ++k) keys[k] = k;
+  std::shuffle(keys.begin(), keys.end(), std::mt19937(3));
+  Node *tree = nullptr;
+  for (int i = 0; i < 200; ++i) {
+    ASSERT_EQ(SMRedBlackTreeDataInsert(&tree, &keys[i], &keys[i], &CompareKey), SM_STATUS_SUCCESS);
+  }
+  Collector before;
+  SMRedBlackTreeDataWalk(tree, &before, &Collect, SM_RBT_WALK_ASCENDING);
+  {
+    kx::base::testing::AllocationBudget budget(0);
+    for (int i = 200; i < 400; ++i) {
+      ASSERT_EQ(SMRedBlackTreeDataInsert(&tree, &keys[i], &keys[i], &CompareKey),
+                SM_STATUS_NO_MEMORY);
+    }
+    EXPECT_EQ(SMRedBlackTreeDataInsert(&tree, &keys[0], &keys[0], &CompareKey), SM_STATUS_IN_USE);
+  }
+  Collector after;
+  SMRedBlackTreeDataWalk(tree, &after, &Collect, SM_RBT_WALK_ASCENDING);
+  EXPECT_EQ(after.seen, before.seen);
+  EXPECT_TRUE(IsValidTree(tree, 200));
+  for (int i = 200; i < 400; ++i) {
+    ASSERT_EQ(SMRedBlackTreeDataInsert(&tree, &keys[i], &keys[i], &CompareKey), SM_STATUS_SUCCESS);
+  }
+  EXPECT_TRUE(IsValidTree(tree, 400));
+  SMRedBlackTreeDelete(&tree, nullptr, nullptr);
 }
 
 // IsEmpty and DataWalk take the root itself, not the handle, and mode 0 looks

@@ -8,8 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "kxsupt/base.h"
-
 namespace {
 
 // Fake modules record every attach and detach; one can be told to fail.
@@ -130,32 +128,6 @@ TEST_F(LifecycleTest, real_chain_starts_with_the_product_registry) {
   auto chain = kx::frame::ModuleChain();
   ASSERT_FALSE(chain.empty());
   EXPECT_STREQ(chain.front().name, "product registry");
-}
-
-TEST(FrameExports, versions_and_export_context) {
-  EXPECT_EQ(SUPTGetMajorVersion(), 1u);
-  EXPECT_EQ(SUPTGetMinorVersion(), 1u);
-  EXPECT_EQ(SUPTGetRevision(), 1u);
-  uint32_t context = 0xDEADBEEF;
-  SMSetExportContext(&context);
-  SMGetExportContext(&context);
-  EXPECT_EQ(context, 0u);
-  SMResetExportContext();
-}
-
-TEST(FrameExports, memory_round_trip_and_null_release) {
-  SMFreeMem(nullptr);
-  SMFreeGeneric(nullptr);
-  auto *block = static_cast<unsigned char *>(SMAllocMem(16));
-  ASSERT_NE(block, nullptr);
-  for (int i = 0; i < 16; ++i) block[i] = static_cast<unsigned char>(i);
-  block = static_cast<unsigned char *>(SMReAllocMem(block, 4096));
-  ASSERT_NE(block, nullptr);
-  for (int i = 0; i < 16; ++i) EXPECT_EQ(block[i], i);  // resize keeps the contents
-  SMFreeGeneric(block);
-  void *fresh = SMReAllocMem(nullptr, 8);  // a null block resizes like an allocation
-  ASSERT_NE(fresh, nullptr);
-  SMFreeMem(fresh);
 }
 
 }  // namespace

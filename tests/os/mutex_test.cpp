@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "base/memory.h"
 #include "kxsupt/os.h"
 
 namespace {
@@ -88,6 +89,8 @@ TEST(Mutex, NullAndForeignHandlesAreRefused) {
   SMMutexDestroy(&semaphore);  // not a mutex: not freed (a stack object here)
   EXPECT_EQ(semaphore.kind, 2u);
   EXPECT_EQ(semaphore.object, 77);
+  kx::base::testing::AllocationBudget budget(0);
+  EXPECT_EQ(SMMutexCreate(nullptr), nullptr);  // no memory for the handle
 }
 
 }  // namespace

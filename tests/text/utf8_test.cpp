@@ -10,12 +10,12 @@
 #include <random>
 #include <string>
 
-#include "kxsupt/base.h"
+#include "base/memory.h"
 #include "kxsupt/text.h"
 
 namespace {
 
-TEST(UTF8trim, zeroes_leading_and_trailing_tab_lf_cr_and_space) {
+TEST(Utf8Trim, zeroes_leading_and_trailing_tab_lf_cr_and_space) {
   const struct {
     const char *in, *left, *right, *both;
   } cases[] = {
@@ -64,6 +64,8 @@ TEST(Utf8Bytes, case_reversal_and_duplication_work_byte_by_byte) {
   EXPECT_EQ(copy, all);
   SMFreeMem(copy);
   EXPECT_EQ(SMUTF8Strdup(nullptr), nullptr);
+  kx::base::testing::AllocationBudget budget(0);
+  EXPECT_EQ(SMUTF8Strdup("copy"), nullptr);  // no memory for the copy
 }
 
 std::string RandomBytes(std::mt19937 &random, size_t max_length) {

@@ -199,6 +199,31 @@ std::string Escape(const char *text, uint32_t passes, uint32_t size = 1) {
   return result;
 }
 
+// A heap that refuses: no new buffer; tags that would need growth append
+// nothing (silently, as every failed growth); a value whose scratch text
+// cannot be had reports 272; the escaper gives null. The buffer stays usable.
+TEST(XmlBuffer, refused_allocations_give_null_no_memory_or_nothing_appended) {
+  Buffer buffer(64);
+  ASSERT_EQ(SMXGBufCatBeginNode(buffer.get(), "a", nullptr), SM_STATUS_SUCCESS);
+  const std::string before = buffer.text();
+  const std::string long_name(100, 'n');
+  const int32_t number = 42;
+  uint32_t size = 4;
+  {
+    kx::base::testing::AllocationBudget budget(0);
+    EXPECT_EQ(SMXGBufAlloc(64, 1), nullptr);
+    EXPECT_EQ(SMXGBufCatEmptyNode(buffer.get(), long_name.c_str(), nullptr), SM_STATUS_SUCCESS);
+    EXPECT_EQ(SMXGBufCatNodeValue(buffer.get(), &number, sizeof number, SM_XLT_INT32, nullptr),
+              SM_STATUS_NO_MEMORY);
+    EXPECT_EQ(SMXGEscapeXMLUTF8Str("a<b", &size, 1), nullptr);
+    EXPECT_EQ(size, 4u);
+  }
+  EXPECT_EQ(buffer.text(), before);
+  EXPECT_EQ(SMXGBufCatNodeValue(buffer.get(), &number, sizeof number, SM_XLT_INT32, nullptr),
+            SM_STATUS_SUCCESS);
+  EXPECT_EQ(buffer.text(), before + "42");
+}
+
 TEST(XmlEscape, exact_outputs_per_pass_count_and_limits) {
   // A first capacity too small for anything: the text still fits.
   EXPECT_EQ(Escape("&", 1), "&amp;");
