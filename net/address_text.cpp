@@ -11,7 +11,7 @@
 #include <cstring>
 
 #include "net/module.h"
-#include "text/xlt_forms.h"
+#include "values/forms.h"
 
 namespace kx::net {
 
@@ -33,7 +33,7 @@ bool SystemFamily(uint32_t family, int *system_family, uint32_t *address_size) {
 Status IPAddrASCIIToNetwork(const char *text, uint32_t *address) {
   if (!NetworkUp()) return Status::kNotReady;
   if (text == nullptr || address == nullptr) return Status::kInvalidArgs;
-  return FromC(text::ParseDottedIPv4(text, address));
+  return values::ParseDottedIPv4(text, address);
 }
 
 Status IPAddrNetworkToASCII(uint32_t address, char *buf, uint32_t *size) {

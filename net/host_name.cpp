@@ -12,7 +12,7 @@
 #include <new>
 #include <vector>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "net/module.h"
 #include "text/utf.h"
 
@@ -66,13 +66,13 @@ Status UCS2GetIPHostName(uint16_t *buf, uint32_t *size) {
   if (size == nullptr) return Status::kInvalidArgs;
   char name[kHostNameRoom];
   ReadHostName(name, sizeof name);
-  return FromC(text::Utf8ToUcs2(buf, size, name));
+  return text::UTF8StrToUCS2Str(buf, size, name);
 }
 
 Status GetDNSSuffixNameName(char *buf, uint32_t *size) {
   if (!NetworkUp()) return Status::kNotReady;
   if (size == nullptr) return Status::kInvalidArgs;
-  auto *host = static_cast<char *>(frame::AllocMem(kHostNameRoom));
+  auto *host = static_cast<char *>(base::AllocMem(kHostNameRoom));
   if (host == nullptr) return Status::kNoMemory;
   ReadHostName(host, kHostNameRoom);
   std::vector<char> official;
@@ -80,10 +80,10 @@ Status GetDNSSuffixNameName(char *buf, uint32_t *size) {
   try {
     resolved = OfficialName(host, &official);
   } catch (const std::bad_alloc &) {
-    frame::FreeMem(host);
+    base::FreeMem(host);
     return Status::kNoMemory;
   }
-  frame::FreeMem(host);
+  base::FreeMem(host);
   if (!resolved) return Status::kError;
   const char *dot = std::strchr(official.data(), '.');
   const char *suffix = dot == nullptr ? "" : dot + 1;

@@ -2,7 +2,7 @@
 // the three listing passes.
 #include "net/if_inet6.h"
 
-#include "text/xlt.h"
+#include "values/translation.h"
 
 namespace kx::net {
 
@@ -14,7 +14,7 @@ bool Inet6Table::Next(Inet6Line *line) {
 bool LineAddress(const Inet6Line &line, in6_addr *address) {
   *address = in6_addr{};
   uint32_t room = sizeof address->s6_addr;
-  return text::HexTextToBytes(line.digits, address->s6_addr, &room) == SM_STATUS_SUCCESS;
+  return Ok(values::HexTextToBytes(line.digits, address->s6_addr, &room));
 }
 
 Inet6Pass PassOf(const in6_addr &address) {

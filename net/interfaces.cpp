@@ -17,7 +17,7 @@
 #include <cstring>
 #include <vector>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "net/if_inet6.h"
 #include "net/module.h"
 
@@ -67,13 +67,13 @@ class InterfaceSocket {
 // Null when the ioctl or an allocation fails.
 ifreq *InterfaceList(const InterfaceSocket &sock, size_t *entries) {
   for (uint32_t room = kFirstListRoom;; room += kListRoomStep) {
-    void *block = frame::AllocMem(room);
+    void *block = base::AllocMem(room);
     if (block == nullptr) return nullptr;
     ifconf conf{};
     conf.ifc_len = static_cast<int>(room);
     conf.ifc_buf = static_cast<char *>(block);
     if (ioctl(sock.fd(), SIOCGIFCONF, &conf) != 0) {
-      frame::FreeMem(block);
+      base::FreeMem(block);
       return nullptr;
     }
     // A full buffer may have cut the list short: ask again with more room.
@@ -81,7 +81,7 @@ ifreq *InterfaceList(const InterfaceSocket &sock, size_t *entries) {
       *entries = static_cast<size_t>(conf.ifc_len) / sizeof(ifreq);
       return static_cast<ifreq *>(block);
     }
-    frame::FreeMem(block);
+    base::FreeMem(block);
   }
 }
 
@@ -108,7 +108,7 @@ Status IPv4Records(SMInetAddrStr *records, uint32_t capacity, uint32_t *found) {
   if (bytes > UINT32_MAX) return Status::kNoMemory;
   // A zero capacity still gets an array, so that every address overflows it.
   auto *slots = static_cast<char(*)[kSlotSize]>(
-      frame::AllocMem(std::max<uint32_t>(static_cast<uint32_t>(bytes), 1)));
+      base::AllocMem(std::max<uint32_t>(static_cast<uint32_t>(bytes), 1)));
   if (slots == nullptr) return Status::kNoMemory;
   const Status status = EnumerateIPv4(slots, capacity, found);
   if (status == Status::kSuccess || status == Status::kBufferTooSmall) {
@@ -118,7 +118,7 @@ Status IPv4Records(SMInetAddrStr *records, uint32_t capacity, uint32_t *found) {
       CopyBounded(records[i].text, sizeof records[i].text, slots[i]);
     }
   }
-  frame::FreeMem(slots);
+  base::FreeMem(slots);
   return status;
 }
 
@@ -152,7 +152,7 @@ Status EnumerateIPv4(char (*slots)[16], uint32_t capacity, uint32_t *found) {
     }
     ++index;
   }
-  frame::FreeMem(list);
+  base::FreeMem(list);
   *found = index;
   return status;
 }
