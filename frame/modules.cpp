@@ -3,8 +3,9 @@
 #include "frame/modules.h"
 
 #include "codec/crc32.h"
-#include "codec/format.h"
+#include "format/format.h"
 #include "config/registry_file.h"
+#include "net/module.h"
 
 namespace kx::frame {
 
@@ -14,12 +15,13 @@ constexpr ModuleStep kSteps[] = {
     // 1. Product registry: chooses the registry file.
     {"product registry", &config::RegistryAttach, &config::RegistryDetach},
     // 2. Install paths.
-    // 3. Network addresses.
+    // 3. Network addresses: the network functions answer only while it is up.
+    {"network addresses", &net::NetworkAttach, &net::NetworkDetach},
     // 4. IPC layer.
     // 5. Critical sections.
     // 6. Event log.
     // 7. Formatted output: the formatter's mutex.
-    {"formatted output", &codec::FormatAttach, &codec::FormatDetach},
+    {"formatted output", &format::FormatAttach, &format::FormatDetach},
     // 8. Function-table libraries.
     // 9. CRC-32 table.
     {"CRC-32 table", &codec::Crc32TableAttach, &codec::Crc32TableDetach},

@@ -5,14 +5,12 @@
 // holds them).
 #include "sdo/binary.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <new>
-#include <vector>
 
-#include "kxsupt/base.h"
 #include "sdo/binary_array.h"
 #include "sdo/binary_image.h"
+#include "sdo/frame_stack.h"
 
 namespace kx::sdo {
 
@@ -22,10 +20,11 @@ constexpr uint8_t kAttributeMask = 0xF0;
 
 // The record cursor advances 8 bytes a value; a value over 4 bytes goes to the
 // data cursor, addressed by its offset from its own record.
-void PlaceOutOfLine(uint8_t *record, uint32_t recordOffset, uint32_t dataOffset, uint32_t length) {
+void PlaceOutOfLine(uint8_t *record, uint32_t record_offset, uint32_t data_offset,
+                    uint32_t length) {
   record[3] = kStorageOutOfLine;
   Store16(record + 4, static_cast<uint16_t>(length));
-  Store16(record + 6, static_cast<uint16_t>(dataOffset - recordOffset));
+  Store16(record + 6, static_cast<uint16_t>(data_offset - record_offset));
 }
 
 // Writes a config's image and every image nested in it, depth first, with
@@ -37,7 +36,7 @@ class ImageWriter {
  public:
   // WriteBinary's contract; a stack that cannot grow fails as a nested
   // conversion does.
-  uint32_t Write(const Config &config, uint8_t *out, uint32_t room, uint32_t *written);
+  Status Write(const Config &config, uint8_t *out, uint32_t room, uint32_t *written);
 
  private:
   struct Frame {
@@ -45,7 +44,7 @@ class ImageWriter {
     const Entry *array;    // arrays: the entry whose children are written
     uint8_t *out;          // the image's first byte
     uint32_t room;         // bytes the image may take
-    uint32_t recordOffset;
+    uint32_t record_offset;
     uint32_t used;  // objects: the data cursor; arrays: bytes written so far
     uint32_t next;  // the next slot or child
     uint16_t appended;
@@ -66,40 +65,40 @@ class ImageWriter {
   // promised (a nested conversion that failed).
   bool Close();
 
-  std::vector<Frame> frames_;
+  FrameStack<Frame> frames_;
 };
 
 bool ImageWriter::BeginObject(const Config &config, uint8_t *out, uint32_t room) {
-  const uint64_t tableEnd = kHeaderSize + uint64_t{kRecordSize} * config.count();
-  if (tableEnd > room) return false;
+  const uint64_t table_end = kHeaderSize + uint64_t{kRecordSize} * config.count();
+  if (table_end > room) return false;
   Store32(out, kObjectMagic);
   Store16(out + 4, static_cast<uint16_t>(config.count()));
-  Store16(out + 6, static_cast<uint16_t>(config.binarySize()));
+  Store16(out + 6, static_cast<uint16_t>(config.binary_size()));
   frames_.push_back(
-      {&config, nullptr, out, room, kHeaderSize, static_cast<uint32_t>(tableEnd), 0, 0});
+      {&config, nullptr, out, room, kHeaderSize, static_cast<uint32_t>(table_end), 0, 0});
   return true;
 }
 
 bool ImageWriter::WriteRecords(Frame &frame) {
-  const std::vector<Config::Slot> &slots = frame.config->slots();
-  for (; frame.next < slots.size(); frame.recordOffset += kRecordSize, ++frame.next) {
+  const Config::Index &slots = frame.config->slots();
+  for (; frame.next < slots.size(); frame.record_offset += kRecordSize, ++frame.next) {
     const Entry &entry = *slots[frame.next].entry;
-    uint8_t *record = frame.out + frame.recordOffset;
+    uint8_t *record = frame.out + frame.record_offset;
     std::memset(record, 0, kRecordSize);
     Store16(record, entry.id);
     record[2] = entry.type;
-    if (entry.holdsChildren()) {
+    if (entry.holds_children()) {
       // Children travel as complete images under code 12; a reader tells an
       // object from an array by the nested magic. The record is finished when
       // the nested image is (Close).
       const uint64_t need = BinaryValueSize(entry.type, entry.data(), entry.size);
       if (frame.used + need > frame.room) return false;
       uint8_t *at = frame.out + frame.used;
-      if (!entry.isArray()) {
+      if (!entry.is_array()) {
         const Config *child = entry.child(0);
         return child != nullptr && BeginObject(*child, at, static_cast<uint32_t>(need));
       }
-      if (BinaryArrayInitHeader(at, static_cast<uint32_t>(need)) != SM_STATUS_SUCCESS) {
+      if (SDOBinaryArrayInitHeader(at, static_cast<uint32_t>(need)) != Status::kSuccess) {
         return false;
       }
       frames_.push_back({nullptr, &entry, at, static_cast<uint32_t>(need), 0, kHeaderSize, 0, 0});
@@ -111,7 +110,7 @@ bool ImageWriter::WriteRecords(Frame &frame) {
     } else {
       if (uint64_t{frame.used} + entry.size > frame.room) return false;
       std::memcpy(frame.out + frame.used, entry.data(), entry.size);
-      PlaceOutOfLine(record, frame.recordOffset, frame.used, entry.size);
+      PlaceOutOfLine(record, frame.record_offset, frame.used, entry.size);
       frame.used += entry.size;
     }
   }
@@ -124,15 +123,15 @@ bool ImageWriter::WriteElement(Frame &frame) {
     ++frame.next;
     return true;
   }
-  const uint32_t imageSize = child->binarySize();
-  if (uint64_t{frame.used} + imageSize > frame.room) return false;
-  return BeginObject(*child, frame.out + frame.used, imageSize);
+  const uint32_t image_size = child->binary_size();
+  if (uint64_t{frame.used} + image_size > frame.room) return false;
+  return BeginObject(*child, frame.out + frame.used, image_size);
 }
 
 bool ImageWriter::Close() {
   const Frame done = frames_.back();
   frames_.pop_back();
-  if (done.config != nullptr && done.used != done.config->binarySize()) return false;
+  if (done.config != nullptr && done.used != done.config->binary_size()) return false;
   const uint32_t length = done.used;
   Frame &parent = frames_.back();
   if (parent.array != nullptr) {
@@ -145,24 +144,24 @@ bool ImageWriter::Close() {
     return true;
   }
   const Entry &entry = *parent.config->slots()[parent.next].entry;
-  uint8_t *record = parent.out + parent.recordOffset;
+  uint8_t *record = parent.out + parent.record_offset;
   record[2] = static_cast<uint8_t>((entry.type & kAttributeMask) | kCodeBinary);
-  PlaceOutOfLine(record, parent.recordOffset, parent.used, length);
+  PlaceOutOfLine(record, parent.record_offset, parent.used, length);
   parent.used += length;
-  parent.recordOffset += kRecordSize;
+  parent.record_offset += kRecordSize;
   ++parent.next;
   return true;
 }
 
-uint32_t ImageWriter::Write(const Config &config, uint8_t *out, uint32_t room, uint32_t *written) {
+Status ImageWriter::Write(const Config &config, uint8_t *out, uint32_t room, uint32_t *written) {
   *written = 0;
   bool finished = false;
   try {
-    if (!BeginObject(config, out, room)) return SM_STATUS_ERROR;
+    if (!BeginObject(config, out, room)) return Status::kError;
     for (;;) {
       Frame &frame = frames_.back();
       const uint32_t count =
-          frame.config != nullptr ? frame.config->count() : frame.array->childCount();
+          frame.config != nullptr ? frame.config->count() : frame.array->child_count();
       bool advanced;
       if (frame.next < count) {
         advanced = frame.config != nullptr ? WriteRecords(frame) : WriteElement(frame);
@@ -176,26 +175,26 @@ uint32_t ImageWriter::Write(const Config &config, uint8_t *out, uint32_t room, u
       if (!advanced) break;
     }
   } catch (const std::bad_alloc &) {
-    if (frames_.empty()) return SM_STATUS_ERROR;
+    if (frames_.empty()) return Status::kError;
   }
   *written = frames_.front().used;
-  return finished && *written == config.binarySize() ? SM_STATUS_SUCCESS : SM_STATUS_ERROR;
+  return finished && *written == config.binary_size() ? Status::kSuccess : Status::kError;
 }
 
 }  // namespace
 
-uint32_t WriteBinary(const Config &config, uint8_t *out, uint32_t room, uint32_t *written) {
+Status WriteBinary(const Config &config, uint8_t *out, uint32_t room, uint32_t *written) {
   ImageWriter writer;
   return writer.Write(config, out, room, written);
 }
 
-uint32_t ConfigToBinary(const Config *config, void *buffer, uint32_t *size) {
-  if (config == nullptr || buffer == nullptr || size == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status SDOConfigToBinary(const Config *config, void *buffer, uint32_t *size) {
+  if (config == nullptr || buffer == nullptr || size == nullptr) return Status::kInvalidParameter;
   // Callers size the buffer with the cached size first; a short one is refused
   // with the size out left as it was.
-  if (*size < config->binarySize()) return SM_STATUS_BUFFER_TOO_SMALL;
+  if (*size < config->binary_size()) return Status::kBufferTooSmall;
   uint32_t written = 0;
-  uint32_t status = WriteBinary(*config, static_cast<uint8_t *>(buffer), *size, &written);
+  Status status = WriteBinary(*config, static_cast<uint8_t *>(buffer), *size, &written);
   *size = written;
   return status;
 }
@@ -236,18 +235,18 @@ class ConfigBuilder {
   bool Close();
   static void Release(const Frame &frame);
 
-  std::vector<Frame> frames_;
+  FrameStack<Frame> frames_;
 };
 
 ConfigBuilder::~ConfigBuilder() {
-  for (const Frame &frame : frames_) Release(frame);
+  for (size_t i = 0; i < frames_.size(); ++i) Release(frames_.at(i));
 }
 
 void ConfigBuilder::Release(const Frame &frame) {
-  Config::Destroy(frame.config);
+  SDOConfigFree(frame.config);
   if (frame.children == nullptr) return;
-  for (uint32_t i = 0; i < frame.image.count(); ++i) Config::Destroy(frame.children[i]);
-  std::free(frame.children);
+  for (uint32_t i = 0; i < frame.image.count(); ++i) SDOConfigFree(frame.children[i]);
+  base::FreeMem(frame.children);
 }
 
 bool ConfigBuilder::Open(const uint8_t *base, uint32_t room, BinaryImage::Kind kind) {
@@ -257,12 +256,12 @@ bool ConfigBuilder::Open(const uint8_t *base, uint32_t room, BinaryImage::Kind k
   frames_.push_back(opened);
   Frame &frame = frames_.back();
   const uint32_t count = frame.image.count();
-  if (!frame.image.isArray()) {
-    frame.config = Config::Create();
+  if (!frame.image.is_array()) {
+    frame.config = SDOConfigAlloc();
     return frame.config != nullptr && frame.config->Reserve(count);
   }
   if (count == 0) return true;  // an empty array is stored without handles
-  frame.children = static_cast<Config **>(std::calloc(count, sizeof(Config *)));
+  frame.children = static_cast<Config **>(base::AllocZeroed(count, sizeof(Config *)));
   return frame.children != nullptr;
 }
 
@@ -280,7 +279,7 @@ bool ConfigBuilder::AddRecords(Frame &frame) {
     // its frame closes.
     if (code == kCodeBinary) return Open(value.data, value.length, BinaryImage::Kind::kEither);
     if (frame.config->Store(value.id, value.type, value.data, value.length, 0) !=
-        SM_STATUS_SUCCESS) {
+        Status::kSuccess) {
       return false;
     }
   }
@@ -299,7 +298,7 @@ bool ConfigBuilder::Close() {
   const Frame done = frames_.back();
   frames_.pop_back();
   Frame &parent = frames_.back();
-  if (parent.image.isArray()) {
+  if (parent.image.is_array()) {
     parent.children[parent.next++] = done.config;
     return true;
   }
@@ -308,17 +307,17 @@ bool ConfigBuilder::Close() {
   const uint8_t *record = parent.image.Record(parent.next);
   const uint16_t id = Load16(record);
   const auto attributes = static_cast<uint8_t>(record[2] & kAttributeMask);
-  uint32_t status;
-  if (!done.image.isArray()) {
+  Status status;
+  if (!done.image.is_array()) {
     status = parent.config->Store(id, attributes | kCodeConfig,
                                   reinterpret_cast<const uint8_t *>(&done.config), kHandleSize, 0);
   } else {
     status = parent.config->Store(id, attributes | kArrayFlag | kCodeConfig,
                                   reinterpret_cast<const uint8_t *>(done.children),
                                   done.image.count() * kHandleSize, 0);
-    if (status == SM_STATUS_SUCCESS) std::free(done.children);  // the entry holds the handles
+    if (status == Status::kSuccess) base::FreeMem(done.children);  // the entry holds the handles
   }
-  if (status != SM_STATUS_SUCCESS) {
+  if (status != Status::kSuccess) {
     Release(done);
     return false;
   }
@@ -335,7 +334,7 @@ Config *ConfigBuilder::Build(const void *binary, uint32_t room) {
       Frame &frame = frames_.back();
       bool advanced;
       if (frame.next < frame.image.count()) {
-        advanced = frame.image.isArray() ? OpenElement(frame) : AddRecords(frame);
+        advanced = frame.image.is_array() ? OpenElement(frame) : AddRecords(frame);
       } else if (frames_.size() > 1) {
         advanced = Close();
       } else {
@@ -352,118 +351,118 @@ Config *ConfigBuilder::Build(const void *binary, uint32_t room) {
 
 }  // namespace
 
-Config *BinaryToConfig(const void *binary, uint32_t room) {
+Config *SDOBinaryToConfig(const void *binary, uint32_t room) {
   ConfigBuilder builder;
   return builder.Build(binary, room);
 }
 
-int32_t BinaryGetCount(const void *binary, uint16_t *isArray) {
+int32_t SDOBinaryGetCount(const void *binary, uint16_t *is_array) {
   const uint32_t magic = binary != nullptr ? HeaderMagic(binary) : 0;
   const bool known = magic == kObjectMagic || magic == kArrayMagic;
-  if (isArray != nullptr) *isArray = magic == kArrayMagic ? 1 : 0;
+  if (is_array != nullptr) *is_array = magic == kArrayMagic ? 1 : 0;
   return known ? HeaderCount(binary) : -1;
 }
 
-uint32_t BinaryGetSize(const void *binary, uint16_t *isArray) {
+uint32_t SDOBinaryGetSize(const void *binary, uint16_t *is_array) {
   const uint32_t magic = binary != nullptr ? HeaderMagic(binary) : 0;
   const bool known = magic == kObjectMagic || magic == kArrayMagic;
-  if (isArray != nullptr) *isArray = magic == kArrayMagic ? 1 : 0;
+  if (is_array != nullptr) *is_array = magic == kArrayMagic ? 1 : 0;
   return known ? HeaderTotal(binary) : 0;
 }
 
-uint32_t BinaryGetDataById(const void *binary, uint16_t id, uint8_t *type, void *buffer,
-                           uint32_t *size) {
-  if (binary == nullptr || !IsValidId(id) || size == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status SDOBinaryGetDataByID(const void *binary, uint16_t id, uint8_t *type, void *buffer,
+                            uint32_t *size) {
+  if (binary == nullptr || !IsValidId(id) || size == nullptr) return Status::kInvalidParameter;
   BinaryImage image;
-  if (!image.Open(binary, kMaxImageSize, BinaryImage::Kind::kObject)) return SM_STATUS_OS_FAILURE;
+  if (!image.Open(binary, kMaxImageSize, BinaryImage::Kind::kObject)) return Status::kOsFailure;
   const uint32_t index = image.Find(id);
-  if (index == image.count()) return SM_STATUS_NOT_AVAILABLE;
+  if (index == image.count()) return Status::kNotAvailable;
   RecordValue value;
-  if (!image.Value(index, &value)) return SM_STATUS_OS_FAILURE;
+  if (!image.Value(index, &value)) return Status::kOsFailure;
   // By ID an inline value reads as its whole 4-byte slot (a 1-byte value comes
   // back as 4 bytes, its value first); reading by index gives the real length.
   // Callers of both rely on the difference.
-  const uint32_t length = value.isInline ? kInlineSlot : value.length;
+  const uint32_t length = value.is_inline ? kInlineSlot : value.length;
   if (buffer == nullptr || *size < length) {
     *size = length;
-    return SM_STATUS_BUFFER_TOO_SMALL;
+    return Status::kBufferTooSmall;
   }
   std::memcpy(buffer, value.data, length);
   *size = length;
   if (type != nullptr) *type = value.type;
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-uint32_t BinaryGetDataByIndex(const void *binary, uint32_t index, uint16_t *id, uint8_t *type,
-                              void *buffer, uint32_t *size) {
-  if (binary == nullptr || id == nullptr || size == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status SDOBinaryGetDataByIndex(const void *binary, uint32_t index, uint16_t *id, uint8_t *type,
+                               void *buffer, uint32_t *size) {
+  if (binary == nullptr || id == nullptr || size == nullptr) return Status::kInvalidParameter;
   // The index is tested against the header's count before the magic.
-  if (index >= HeaderCount(binary)) return SM_STATUS_NOT_IN_USE;
+  if (index >= HeaderCount(binary)) return Status::kNotInUse;
   BinaryImage image;
   RecordValue value;
   if (!image.Open(binary, kMaxImageSize, BinaryImage::Kind::kObject) ||
       !image.Value(index, &value)) {
-    return SM_STATUS_OS_FAILURE;
+    return Status::kOsFailure;
   }
   if (buffer == nullptr || *size < value.length) {
     *size = value.length;
-    return SM_STATUS_BUFFER_TOO_SMALL;
+    return Status::kBufferTooSmall;
   }
   std::memcpy(buffer, value.data, value.length);
   *id = value.id;
   *size = value.length;
   if (type != nullptr) *type = value.type;
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-uint32_t BinarySetData(void *binary, uint32_t *size, uint16_t id, uint8_t type, const void *data,
-                       uint32_t dataSize) {
+Status SDOBinarySetData(void *binary, uint32_t *size, uint16_t id, uint8_t type, const void *data,
+                        uint32_t data_size) {
   if (binary == nullptr || size == nullptr || data == nullptr || !IsValidId(id) || type == 0) {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
-  if (*size <= 15) return SM_STATUS_BUFFER_TOO_SMALL;
+  if (*size <= 15) return Status::kBufferTooSmall;
   // The image's own header bounds what is read; the room counts only when
   // the block is rewritten.
   BinaryImage image;
   if (!image.Open(binary, kMaxImageSize, BinaryImage::Kind::kObject)) {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
   const uint32_t index = image.Find(id);
-  if (index == image.count()) return SM_STATUS_NOT_AVAILABLE;  // this never adds an ID
+  if (index == image.count()) return Status::kNotAvailable;  // this never adds an ID
   RecordValue value;
-  if (!image.Value(index, &value)) return SM_STATUS_INVALID_PARAMETER;
-  if (value.type != type) return SM_STATUS_NOT_AVAILABLE;
+  if (!image.Value(index, &value)) return Status::kInvalidParameter;
+  if (value.type != type) return Status::kNotAvailable;
 
   auto *record = static_cast<uint8_t *>(binary) + (image.Record(index) - image.base());
-  if (value.isInline && dataSize <= kInlineSlot) {
+  if (value.is_inline && data_size <= kInlineSlot) {
     // Only the new bytes are written: the rest of the slot keeps what it held,
     // and a by-ID read, which returns the whole slot, shows it.
-    std::memcpy(record + 4, data, dataSize);
-    record[3] = static_cast<uint8_t>((dataSize - 1) & 3u);
-    *size = image.totalSize();
-    return SM_STATUS_SUCCESS;
+    std::memcpy(record + 4, data, data_size);
+    record[3] = static_cast<uint8_t>((data_size - 1) & 3u);
+    *size = image.total_size();
+    return Status::kSuccess;
   }
-  if (!value.isInline && dataSize == value.length) {
-    std::memmove(static_cast<uint8_t *>(binary) + (value.data - image.base()), data, dataSize);
-    *size = image.totalSize();
-    return SM_STATUS_SUCCESS;
+  if (!value.is_inline && data_size == value.length) {
+    std::memmove(static_cast<uint8_t *>(binary) + (value.data - image.base()), data, data_size);
+    *size = image.total_size();
+    return Status::kSuccess;
   }
 
   // The length changes: rebuild the block from a config holding the new value.
-  Config *config = BinaryToConfig(binary, kMaxImageSize);
-  if (config == nullptr) return SM_STATUS_NOT_AVAILABLE;
-  uint32_t status = config->Add(id, type, data, dataSize, 1);
-  if (status == SM_STATUS_SUCCESS) {
-    if (config->binarySize() > *size) {
-      *size = config->binarySize();
-      status = SM_STATUS_BUFFER_TOO_SMALL;
+  Config *config = SDOBinaryToConfig(binary, kMaxImageSize);
+  if (config == nullptr) return Status::kNotAvailable;
+  Status status = config->Add(id, type, data, data_size, 1);
+  if (Ok(status)) {
+    if (config->binary_size() > *size) {
+      *size = config->binary_size();
+      status = Status::kBufferTooSmall;
     } else {
       uint32_t room = *size;
-      status = ConfigToBinary(config, binary, &room);
+      status = SDOConfigToBinary(config, binary, &room);
       *size = HeaderTotal(binary);
     }
   }
-  Config::Destroy(config);
+  SDOConfigFree(config);
   return status;
 }
 
@@ -477,140 +476,144 @@ namespace {
 class Walker {
  public:
   Walker(uint32_t context, SMSDOBinaryWalkBeginFn begin, SMSDOBinaryWalkEntryFn entry,
-         SMSDOBinaryWalkAfterEntryFn afterEntry, SMSDOBinaryWalkEndFn end, bool recurse)
+         SMSDOBinaryWalkAfterEntryFn after_entry, SMSDOBinaryWalkEndFn end, bool recurse)
       : context_(context),
         begin_(begin),
         entry_(entry),
-        afterEntry_(afterEntry),
+        after_entry_(after_entry),
         end_(end),
         recurse_(recurse) {}
 
   // Visits the image at `base` and everything below it. A non-zero result
   // from begin, entry or a nested visit ends the whole walk with it.
-  uint32_t Walk(const uint8_t *base);
+  Status Walk(const uint8_t *base);
 
  private:
   struct Frame {
     BinaryImage image;
-    uint32_t parentCookie;
-    uint32_t next;         // the next element or record
-    uint32_t offset;       // arrays: where the next element starts
-    uint32_t cookie;       // the record whose nested image is being visited
-    uint32_t afterResult;  // the last after-entry result
-    bool visitRecords;
+    uint32_t parent_cookie;
+    uint32_t next;        // the next element or record
+    uint32_t offset;      // arrays: where the next element starts
+    uint32_t cookie;      // the record whose nested image is being visited
+    Status after_result;  // the last after-entry result
+    bool visit_records;
   };
 
   // Starts the visit of one image: opens it, calls begin and pushes its frame.
   // Non-zero ends the walk: 271 when the image does not open, or begin's
   // result. An empty image makes no callback and pushes nothing.
-  uint32_t Begin(const uint8_t *base, uint32_t room, uint32_t parentCookie, int32_t elementIndex,
-                 bool visitRecords);
+  Status Begin(const uint8_t *base, uint32_t room, uint32_t parent_cookie, int32_t element_index,
+               bool visit_records);
   // Visits the next element or record of the top frame.
-  uint32_t Step(Frame &frame);
+  Status Step(Frame &frame);
   // After a record and its nested image: the after-entry call.
   void AfterEntry(Frame &frame, uint32_t cookie);
 
   uint32_t context_;
   SMSDOBinaryWalkBeginFn begin_;
   SMSDOBinaryWalkEntryFn entry_;
-  SMSDOBinaryWalkAfterEntryFn afterEntry_;
+  SMSDOBinaryWalkAfterEntryFn after_entry_;
   SMSDOBinaryWalkEndFn end_;
   bool recurse_;
-  std::vector<Frame> frames_;
+  FrameStack<Frame> frames_;
 };
 
-uint32_t Walker::Begin(const uint8_t *base, uint32_t room, uint32_t parentCookie,
-                       int32_t elementIndex, bool visitRecords) {
+Status Walker::Begin(const uint8_t *base, uint32_t room, uint32_t parent_cookie,
+                     int32_t element_index, bool visit_records) {
   Frame frame{};
   if (!frame.image.Open(base, room, BinaryImage::Kind::kEither)) {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
   const uint32_t count = frame.image.count();
-  if (count == 0) return SM_STATUS_SUCCESS;  // an empty image makes no callback
-  const uint32_t isArray = frame.image.isArray() ? 1 : 0;
-  const uint32_t result = begin_(context_, parentCookie, isArray, count, elementIndex, base);
-  if (result != 0) return result;
-  frame.parentCookie = parentCookie;
+  if (count == 0) return Status::kSuccess;  // an empty image makes no callback
+  const uint32_t is_array = frame.image.is_array() ? 1 : 0;
+  // Callback results are the caller's codes; a non-zero one is passed back
+  // as the walk's result.
+  const Status result =
+      FromC(begin_(context_, parent_cookie, is_array, count, element_index, base));
+  if (!Ok(result)) return result;
+  frame.parent_cookie = parent_cookie;
   frame.offset = kHeaderSize;
-  frame.visitRecords = visitRecords;
+  frame.visit_records = visit_records;
   frames_.push_back(frame);
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
 void Walker::AfterEntry(Frame &frame, uint32_t cookie) {
-  if (afterEntry_ != nullptr) frame.afterResult = afterEntry_(context_, cookie);
+  if (after_entry_ != nullptr) frame.after_result = FromC(after_entry_(context_, cookie));
   ++frame.next;
 }
 
-uint32_t Walker::Step(Frame &frame) {
+Status Walker::Step(Frame &frame) {
   const uint8_t *base = frame.image.base();
-  if (frame.image.isArray()) {
+  if (frame.image.is_array()) {
     // Elements always get their begin and end; their records only on recursion.
     uint32_t size = 0;
-    if (!frame.image.Element(frame.offset, &size)) return SM_STATUS_INVALID_PARAMETER;
+    if (!frame.image.Element(frame.offset, &size)) return Status::kInvalidParameter;
     const uint32_t offset = frame.offset;
     const auto index = static_cast<int32_t>(frame.next);
     frame.offset += size;
     ++frame.next;
-    return Begin(base + offset, size, frame.parentCookie, index, recurse_);
+    return Begin(base + offset, size, frame.parent_cookie, index, recurse_);
   }
-  if (!frame.visitRecords) {
+  if (!frame.visit_records) {
     frame.next = frame.image.count();
-    return SM_STATUS_SUCCESS;
+    return Status::kSuccess;
   }
   RecordValue value;
-  if (!frame.image.Value(frame.next, &value)) return SM_STATUS_INVALID_PARAMETER;
+  if (!frame.image.Value(frame.next, &value)) return Status::kInvalidParameter;
   uint32_t cookie = 0;
   const uint8_t type = value.type;
-  const uint32_t result = entry_(context_, &cookie, value.id, type >> 6, (type >> 5) & 1u,
-                                 (type >> 4) & 1u, type & kTypeCodeMask, value.length, value.data);
-  if (result != 0) return result;
+  const Status result =
+      FromC(entry_(context_, &cookie, value.id, type >> 6, (type >> 5) & 1u, (type >> 4) & 1u,
+                   type & kTypeCodeMask, value.length, value.data));
+  if (!Ok(result)) return result;
   if ((type & kTypeCodeMask) == kCodeBinary && recurse_) {
     // The after-entry call waits for the nested visit, unless it is empty.
     frame.cookie = cookie;
     const size_t depth = frames_.size();
-    const uint32_t nested = Begin(value.data, value.length, cookie, -1, true);
-    if (nested != 0 || frames_.size() > depth) return nested;
+    const Status nested = Begin(value.data, value.length, cookie, -1, true);
+    if (!Ok(nested) || frames_.size() > depth) return nested;
   }
   AfterEntry(frames_.back(), cookie);
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-uint32_t Walker::Walk(const uint8_t *base) {
+Status Walker::Walk(const uint8_t *base) {
   try {
-    uint32_t result = Begin(base, kMaxImageSize, 0, -1, true);
-    while (result == 0 && !frames_.empty()) {
+    Status result = Begin(base, kMaxImageSize, 0, -1, true);
+    while (Ok(result) && !frames_.empty()) {
       Frame &frame = frames_.back();
       if (frame.next < frame.image.count()) {
         result = Step(frame);
         continue;
       }
       // The visit's result: end's, else the last after-entry result.
-      result = frame.afterResult;
+      result = frame.after_result;
       if (end_ != nullptr)
-        result = end_(context_, frame.parentCookie, frame.image.isArray() ? 1 : 0);
+        result = FromC(end_(context_, frame.parent_cookie, frame.image.is_array() ? 1 : 0));
       frames_.pop_back();
-      if (frames_.empty() || result != 0) break;
+      if (frames_.empty() || !Ok(result)) break;
       Frame &parent = frames_.back();
-      if (!parent.image.isArray()) AfterEntry(parent, parent.cookie);
+      if (!parent.image.is_array()) AfterEntry(parent, parent.cookie);
     }
     return result;
   } catch (const std::bad_alloc &) {
-    return SM_STATUS_NO_MEMORY;
+    return Status::kNoMemory;
   }
 }
 
 }  // namespace
 
-uint32_t BinaryWalk(const void *binary, uint32_t context, SMSDOBinaryWalkBeginFn begin,
-                    SMSDOBinaryWalkEntryFn entry, SMSDOBinaryWalkAfterEntryFn afterEntry,
-                    SMSDOBinaryWalkEndFn end, uint32_t recurse) {
+Status SDOBinaryWalk(const void *binary, uint32_t context, SMSDOBinaryWalkBeginFn begin,
+                     SMSDOBinaryWalkEntryFn entry, SMSDOBinaryWalkAfterEntryFn after_entry,
+                     SMSDOBinaryWalkEndFn end, uint32_t recurse) {
   if (binary == nullptr || begin == nullptr || entry == nullptr) {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
   // The flag is compared as a signed 16-bit number: only its low half counts.
-  const bool recurseFlag = static_cast<int16_t>(recurse) == 1;
-  Walker walker(context, begin, entry, afterEntry, end, recurseFlag);
+  const bool recurse_flag = static_cast<int16_t>(recurse) == 1;
+  Walker walker(context, begin, entry, after_entry, end, recurse_flag);
   return walker.Walk(static_cast<const uint8_t *>(binary));
 }
 

@@ -89,12 +89,12 @@ TEST(SdoDamaged, truncated_images_are_refused_by_every_reader) {
     // data size it is given.
     Bytes cut(image.begin(), image.begin() + static_cast<std::ptrdiff_t>(length));
     sdotest::Put16(cut, 6, length);
-    EXPECT_EQ(SMSDOConfigAddData(config.get(), 1, 0x0C, cut.data(), 1, 0), 0xFFFFFFFFu);
+    EXPECT_EQ(SMSDOConfigAddData(config.get(), 1, 0x0C, cut.data(), 1, 0), SM_STATUS_ERROR);
     EXPECT_EQ(SMSDOBinaryToConfig(cut.data()), nullptr);
-    EXPECT_EQ(Walk(cut, 0), 271u);
+    EXPECT_EQ(Walk(cut, 0), SM_STATUS_INVALID_PARAMETER);
     uint32_t room = static_cast<uint32_t>(length);
     if (length >= 16) {
-      EXPECT_NE(SMSDOBinarySetData(cut.data(), &room, 7, 4, &image[0], 6), 0u);
+      EXPECT_NE(SMSDOBinarySetData(cut.data(), &room, 7, 4, &image[0], 6), SM_STATUS_SUCCESS);
     }
     ExerciseReaders(cut);
   }
@@ -112,11 +112,14 @@ TEST(SdoDamaged, lying_fields_are_refused_with_each_operations_status) {
     uint8_t buffer[64];
     uint32_t size = sizeof buffer;
     uint16_t id = 0;
-    EXPECT_EQ(SMSDOBinaryGetDataByID(image.data(), 3, nullptr, buffer, &size), 257u);
-    EXPECT_EQ(SMSDOBinaryGetDataByIndex(image.data(), 0, &id, nullptr, buffer, &size), 257u);
+    EXPECT_EQ(SMSDOBinaryGetDataByID(image.data(), 3, nullptr, buffer, &size),
+              SM_STATUS_OS_FAILURE);
+    EXPECT_EQ(SMSDOBinaryGetDataByIndex(image.data(), 0, &id, nullptr, buffer, &size),
+              SM_STATUS_OS_FAILURE);
     EXPECT_EQ(SMSDOBinaryToConfig(image.data()), nullptr);
-    EXPECT_EQ(Walk(image, 1), 271u);
-    EXPECT_EQ(SMSDOBinarySetData(image.data(), &(size = 30), 3, 7, buffer, 2), 271u);
+    EXPECT_EQ(Walk(image, 1), SM_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(SMSDOBinarySetData(image.data(), &(size = 30), 3, 7, buffer, 2),
+              SM_STATUS_INVALID_PARAMETER);
   }
 }
 
@@ -126,7 +129,7 @@ TEST(SdoDamaged, nested_images_must_fit_in_their_value) {
   const uint32_t offset = 16 + sdotest::Get16(&image[16 + 6]);
   sdotest::Put16(image, offset + 6, sdotest::Get16(&image[16 + 4]) + 1);
   EXPECT_EQ(SMSDOBinaryToConfig(image.data()), nullptr);
-  EXPECT_EQ(Walk(image, 1), 271u);
+  EXPECT_EQ(Walk(image, 1), SM_STATUS_INVALID_PARAMETER);
   EXPECT_EQ(Walk(image, 0), 0u);  // without recursion the nested image is never opened
 
   // An array whose last element claims to run past the array.
@@ -134,15 +137,16 @@ TEST(SdoDamaged, nested_images_must_fit_in_their_value) {
   sdotest::Put16(array, 16 + 6, 9);
   uint8_t buffer[64];
   uint32_t size = sizeof buffer;
-  EXPECT_EQ(SMSDOBinaryArrayGetByIndex(array.data(), 0, 1, buffer, &size), 257u);
+  EXPECT_EQ(SMSDOBinaryArrayGetByIndex(array.data(), 0, 1, buffer, &size), SM_STATUS_OS_FAILURE);
   SDOConfig *handles[2] = {};
-  EXPECT_EQ(SMSDOBinaryArrayToConfigArray(array.data(), handles, &(size = 2)), 257u);
+  EXPECT_EQ(SMSDOBinaryArrayToConfigArray(array.data(), handles, &(size = 2)),
+            SM_STATUS_OS_FAILURE);
   // An append steps over elements by their declared sizes without judging
   // them, so it finds the end one byte past the array and asks for room.
   size = static_cast<uint32_t>(array.size());
-  EXPECT_EQ(SMSDOBinaryArrayAddData(array.data(), &size, buffer, 8), 16u);
+  EXPECT_EQ(SMSDOBinaryArrayAddData(array.data(), &size, buffer, 8), SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 33u);
-  EXPECT_EQ(Walk(array, 0), 271u);
+  EXPECT_EQ(Walk(array, 0), SM_STATUS_INVALID_PARAMETER);
   EXPECT_EQ(g_begins, 1u);  // the array began; its empty first element makes no call
 }
 
@@ -156,9 +160,9 @@ TEST(SdoDamaged, damage_at_the_bottom_of_the_deepest_image_is_found_there) {
   EXPECT_EQ(SMSDOBinaryToConfig(image.data()), nullptr);
   ConfigPtr config(SMSDOConfigAlloc());
   EXPECT_EQ(sdotest::Add(config.get(), 1, Bytes(image.begin() + 16, image.end()), 0x0C),
-            0xFFFFFFFFu);
+            SM_STATUS_ERROR);
   EXPECT_EQ(SMSDOConfigGetCount(config.get()), 0u);
-  EXPECT_EQ(Walk(image, 1), 271u);
+  EXPECT_EQ(Walk(image, 1), SM_STATUS_INVALID_PARAMETER);
   EXPECT_EQ(g_begins, kLevels);
   EXPECT_EQ(Walk(image, 0), 0u);
   EXPECT_EQ(g_begins, 1u);
@@ -166,7 +170,7 @@ TEST(SdoDamaged, damage_at_the_bottom_of_the_deepest_image_is_found_there) {
   image = sdotest::DeepImage(kLevels);
   sdotest::Put16(image, image.size() - 24 + 12, 9);  // the last record's value: 9 bytes, not 8
   EXPECT_EQ(SMSDOBinaryToConfig(image.data()), nullptr);
-  EXPECT_EQ(Walk(image, 1), 271u);
+  EXPECT_EQ(Walk(image, 1), SM_STATUS_INVALID_PARAMETER);
 }
 
 // Every single-byte change of a nested image, at every position: whatever the

@@ -89,7 +89,7 @@ std::vector<Event> ExpectedWalk(size_t levels, bool arrays) {
 Bytes ToBinaryOf(const SDOConfig *config) {
   Bytes image(SMSDOConfigGetBinarySize(config));
   uint32_t size = static_cast<uint32_t>(image.size());
-  EXPECT_EQ(SMSDOConfigToBinary(config, image.data(), &size), 0u);
+  EXPECT_EQ(SMSDOConfigToBinary(config, image.data(), &size), SM_STATUS_SUCCESS);
   EXPECT_EQ(size, image.size());
   return image;
 }
@@ -113,27 +113,27 @@ void ExerciseDeepImage(const Bytes &image, size_t levels, bool arrays) {
   ConfigPtr holder(SMSDOConfigAlloc());
   const uint8_t *below = image.data() + 16;
   const uint8_t type = arrays ? 0x1C : 0x0C;
-  ASSERT_EQ(SMSDOConfigAddData(holder.get(), 1, type, below, 1, 0), 0u);
+  ASSERT_EQ(SMSDOConfigAddData(holder.get(), 1, type, below, 1, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(ToBinaryOf(holder.get()), image);
   // The whole image under one more record passes 65535: refused, and the
   // converted tree is freed again.
-  EXPECT_EQ(SMSDOConfigAddData(holder.get(), 2, 0x0C, image.data(), 8, 0), 19u);
+  EXPECT_EQ(SMSDOConfigAddData(holder.get(), 2, 0x0C, image.data(), 8, 0), SM_STATUS_WRITE_FAILED);
 
   if (arrays) {
     // The array held by the top record, converted out and back.
     SDOConfig *handles[1] = {};
     uint32_t count = 1;
-    ASSERT_EQ(SMSDOBinaryArrayToConfigArray(below, handles, &count), 0u);
+    ASSERT_EQ(SMSDOBinaryArrayToConfigArray(below, handles, &count), SM_STATUS_SUCCESS);
     ConfigPtr element(handles[0]);
     Bytes array(image.size() - 16);
     uint32_t size = static_cast<uint32_t>(array.size());
-    ASSERT_EQ(SMSDOConfigArrayToBinaryArray(handles, 1, array.data(), &size), 0u);
+    ASSERT_EQ(SMSDOConfigArrayToBinaryArray(handles, 1, array.data(), &size), SM_STATUS_SUCCESS);
     EXPECT_EQ(size, array.size());
     EXPECT_TRUE(std::equal(array.begin(), array.end(), below));
   } else {
     // A change of length rebuilds the block from a config of the whole tree.
     // A replacement counts the old value too, so at the limit it is refused
-    // (19) and the block stays as it was; 20 levels less leave room for it,
+    // and the block stays as it was; 20 levels less leave room for it,
     // and the replaced children are freed.
     const Bytes shallow = sdotest::DeepImage(10);
     for (const size_t spare : {0, 20}) {
@@ -141,7 +141,7 @@ void ExerciseDeepImage(const Bytes &image, size_t levels, bool arrays) {
       const Bytes before = block;
       uint32_t room = static_cast<uint32_t>(block.size());
       EXPECT_EQ(SMSDOBinarySetData(block.data(), &room, 1, 0x0C, shallow.data(), shallow.size()),
-                spare == 0 ? 19u : 0u);
+                spare == 0 ? SM_STATUS_WRITE_FAILED : SM_STATUS_SUCCESS);
       if (spare == 0) {
         EXPECT_EQ(room, before.size());
         EXPECT_EQ(block, before);
@@ -183,7 +183,7 @@ TEST(SdoDepth, configs_chained_by_handles_convert_and_free_on_a_small_stack) {
         const uint32_t status = arrays
                                     ? SMSDOConfigAddData(parent, 1, 0x1D, &chain, sizeof chain, 0)
                                     : SMSDOConfigAddData(parent, 1, 0x0D, chain, sizeof chain, 0);
-        ASSERT_EQ(status, 0u) << "level " << level;
+        ASSERT_EQ(status, SM_STATUS_SUCCESS) << "level " << level;
         chain = parent;
       }
       ConfigPtr top(chain);
@@ -191,7 +191,8 @@ TEST(SdoDepth, configs_chained_by_handles_convert_and_free_on_a_small_stack) {
       // One more level does not fit the binary form.
       ConfigPtr parent(SMSDOConfigAlloc());
       SDOConfig *handle = top.get();
-      EXPECT_EQ(SMSDOConfigAddData(parent.get(), 1, 0x0D, handle, sizeof handle, 0), 19u);
+      EXPECT_EQ(SMSDOConfigAddData(parent.get(), 1, 0x0D, handle, sizeof handle, 0),
+                SM_STATUS_WRITE_FAILED);
     });
   }
 }
