@@ -4,16 +4,17 @@
 
 #include "codec/crc32.h"
 #include "codec/format.h"
-#include "config/registry_file.h"
+#include "config/registry.h"
 
 namespace kx::frame {
 
 namespace {
 
 constexpr ModuleStep kSteps[] = {
-    // 1. Product registry: chooses the registry file.
-    {"product registry", &config::RegistryAttach, &config::RegistryDetach},
-    // 2. Install paths.
+    // 1. Product registry: chooses the registry file, creates its mutex and cache.
+    {"product registry", &config::RegistryModuleAttach, &config::RegistryModuleDetach},
+    // 2. Install paths: fills the cache from the registry.
+    {"install paths", &config::InstallPathsAttach, &config::InstallPathsDetach},
     // 3. Network addresses.
     // 4. IPC layer.
     // 5. Critical sections.
