@@ -30,6 +30,7 @@ using kx::Status;
 namespace config = kx::config;
 
 pid_t Spawn(const std::function<int()> &body) {
+  std::fflush(stdout);  // the child must not repeat the parent's pending output
   pid_t pid = fork();
   if (pid == 0) {
     int code = body();
