@@ -53,7 +53,10 @@ bool VisitSectionKeys(IniText *text, Visit visit) {
   return false;
 }
 
+// The new key line always starts a line of its own, also after a last line
+// that has no line feed.
 void AppendKeyLine(std::string *out, const char *key, const char *value) {
+  if (!out->empty() && out->back() != '\n') out->push_back('\n');
   out->append(key);
   out->push_back('=');
   out->append(value);

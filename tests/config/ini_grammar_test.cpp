@@ -134,6 +134,8 @@ TEST(IniGrammar, writer_placement) {
       {"malformed header before the section", "[r\n[s]\n", "s", "k", "v", Status::kReadFailed, ""},
       {"keys before the first section are left alone", "k=0\n[s]\n", "s", "k", "1",
        Status::kSuccess, "k=0\n[s]\nk=1\n"},
+      {"a last line without line feed keeps its value", "[s]\na=1", "s", "k", "v", Status::kSuccess,
+       "[s]\na=1\nk=v\n"},
       {"line without = flushes held comments", "[s]\n;c\njunk\n[t]\n", "s", "k", "v",
        Status::kSuccess, "[s]\n;c\njunk\nk=v\n[t]\n"},
   };
