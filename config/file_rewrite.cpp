@@ -227,6 +227,14 @@ Status ReadConfigFile(const std::string &path, std::string *content, bool *exist
   return Status::kSuccess;
 }
 
+Status LoadConfigFile(const char *path, uint32_t flags, std::string *bytes) {
+  ConfigFileSession session;
+  if (Status status = session.Begin(path, kFileLockRead, flags); !Ok(status)) return status;
+  bool exists = false;
+  if (Status status = ReadConfigFile(session.target(), bytes, &exists); !Ok(status)) return status;
+  return exists ? Status::kSuccess : Status::kFileOpenFailed;
+}
+
 Status ReplaceConfigFile(const std::string &path, std::string_view content, bool existed) {
   const std::string directory = DirectoryOf(path);
   mode_t mode = 0644;

@@ -74,6 +74,12 @@ class ConfigFileSession {
 // there but cannot be opened is 260, a read error 261.
 Status ReadConfigFile(const std::string &path, std::string *content, bool *exists);
 
+// The file's bytes, read under a read-mode session (both locks taken, a
+// half-done rewrite rolled back first). Statuses: 260 when the file is
+// absent or cannot be opened, 261 on a read error, 272 or the lock's status
+// when the locks cannot be taken.
+Status LoadConfigFile(const char *path, uint32_t flags, std::string *bytes);
+
 // Replaces the file's content: a complete copy goes into a fresh temporary
 // file in the same directory (with the file's permission bits, 0644 when they
 // cannot be read; a new file gets the default creation mode), then the file

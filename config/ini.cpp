@@ -14,6 +14,7 @@
 #include "config/file_rewrite.h"
 #include "config/ini_text.h"
 #include "config/ini_values.h"
+#include "config/name_list.h"
 #include "config/registry.h"
 #include "frame/memory.h"
 #include "text/xlt.h"
@@ -43,52 +44,21 @@ Status Guarded(Body body) {
   }
 }
 
-// The file's bytes, read under a read-mode session. 260 when the file is
-// absent or cannot be opened.
-Status LoadForRead(const char *path, uint32_t flags, std::string *bytes) {
-  ConfigFileSession session;
-  if (Status status = session.Begin(path, kFileLockRead, flags); !Ok(status)) return status;
-  bool exists = false;
-  if (Status status = ReadConfigFile(session.target(), bytes, &exists); !Ok(status)) return status;
-  return exists ? Status::kSuccess : Status::kFileOpenFailed;
-}
-
-// Copies a list of names, each with its NUL, closed by another NUL: names go
-// in while they fit, and the size out is always the full size needed.
-Status DeliverList(const std::vector<std::string_view> &names, char *buffer, uint32_t *size) {
-  uint64_t needed = 1;
-  size_t at = 0;
-  bool fits = true;
-  for (std::string_view name : names) {
-    needed += name.size() + 1;
-    fits = fits && at + name.size() + 2 <= *size;
-    if (fits) {
-      std::memcpy(buffer + at, name.data(), name.size());
-      buffer[at + name.size()] = '\0';
-      at += name.size() + 1;
-    }
-  }
-  buffer[at] = '\0';
-  const bool complete = needed <= *size;
-  *size = static_cast<uint32_t>(std::min<uint64_t>(needed, UINT32_MAX));
-  return complete ? Status::kSuccess : Status::kBufferTooSmall;
-}
-
 // The type 1 read after its argument checks: a value, or a list.
 Status ReadText(const char *section, const char *key, char *value, uint32_t *size,
                 const void *default_value, uint32_t default_size, const char *path,
                 uint32_t flags) {
   std::string bytes;
-  Status status = LoadForRead(path, flags, &bytes);
+  Status status = LoadConfigFile(path, flags, &bytes);
   if (Ok(status)) {
     std::vector<std::string_view> names;
     std::string_view found;
     if (section == nullptr) {
       status = ListIniSections(bytes, &names);
-      if (Ok(status)) status = DeliverList(names, value, size);
+      if (Ok(status)) status = DeliverNameList(names, value, size);
     } else if (key == nullptr) {
       status = ListIniKeys(bytes, section, &names);
-      if (Ok(status)) status = DeliverList(names, value, size);
+      if (Ok(status)) status = DeliverNameList(names, value, size);
     } else {
       status = FindIniValue(bytes, section, key, &found);
       if (Ok(status)) {
@@ -335,7 +305,7 @@ Status IniReadText(const char *path, const char *section, const char *key, std::
   }
   return Guarded([&] {
     std::string bytes;
-    if (Status status = LoadForRead(path, flags, &bytes); !Ok(status)) return status;
+    if (Status status = LoadConfigFile(path, flags, &bytes); !Ok(status)) return status;
     std::string_view found;
     if (Status status = FindIniValue(bytes, section, key, &found); !Ok(status)) return status;
     value->assign(found);
@@ -363,7 +333,7 @@ Status IniListSections(const char *path, std::vector<std::string> *names, uint32
   if (path == nullptr || *path == '\0') return Status::kInvalidArgs;
   return Guarded([&] {
     std::string bytes;
-    if (Status status = LoadForRead(path, flags, &bytes); !Ok(status)) return status;
+    if (Status status = LoadConfigFile(path, flags, &bytes); !Ok(status)) return status;
     std::vector<std::string_view> found;
     Status status = ListIniSections(bytes, &found);
     names->assign(found.begin(), found.end());
@@ -376,7 +346,7 @@ Status IniListKeys(const char *path, const char *section, std::vector<std::strin
   if (path == nullptr || *path == '\0' || section == nullptr) return Status::kInvalidArgs;
   return Guarded([&] {
     std::string bytes;
-    if (Status status = LoadForRead(path, flags, &bytes); !Ok(status)) return status;
+    if (Status status = LoadConfigFile(path, flags, &bytes); !Ok(status)) return status;
     std::vector<std::string_view> found;
     Status status = ListIniKeys(bytes, section, &found);
     keys->assign(found.begin(), found.end());
