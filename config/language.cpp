@@ -1,6 +1,6 @@
-// The current language from LANG, through the typed-value language table.
-// Minimal for the localized paths; the string-table routines extend it with
-// the identifier queries.
+// The process's language from LANG, through the language table that the
+// typed value translation owns. LANG is read on every call, so a change of
+// the environment shows at once.
 #include "config/language.h"
 
 #include <stdlib.h>
@@ -9,11 +9,17 @@
 
 namespace kx::config {
 
-std::string CurrentLanguageText() {
+uint32_t GetLocalLanguageID() {
   const char *lang = getenv("LANG");
-  // An unknown or missing LANG is US English, whose identifier is the table's
-  // default.
-  return text::LanguageName(text::LanguageId(lang != nullptr ? lang : ""));
+  return lang != nullptr ? text::LanguageId(lang) : kLanguageUsEnglish;
+}
+
+const char *LanguageText(uint32_t id) {
+  return text::LanguageName(id);
+}
+
+std::string CurrentLanguageText() {
+  return LanguageText(GetLocalLanguageID());
 }
 
 }  // namespace kx::config

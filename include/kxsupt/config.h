@@ -1,6 +1,7 @@
 /*
- * kxsupt: config family. The product registry and its install paths, and the
- * INI file engine.
+ * kxsupt: config family. The product registry and its install paths, the
+ * INI file engine, property files, and the process language with its
+ * localized string tables.
  *
  * Every function runs on the caller's thread and may be called from any
  * thread. Paths and texts are 8-bit (UTF-8) strings. Functions that fill a
@@ -168,6 +169,87 @@ KXSUPT_API uint32_t SMReadINIEnums32Value(const char *pSection, const char *pKey
  * pName (*pSize must be more than 8; 9 out). 16 (size 9) when it is not;
  * all ones when 100 draws are all taken. */
 KXSUPT_API SMStatus SMGetTmpFile(const char *pDir, char *pName, uint32_t *pSize);
+
+/* ---- Property files ----------------------------------------------------
+ *
+ * A property file is a text file of "key=value" lines without sections.
+ * Leading blanks (tab, LF, CR, space) are skipped; a line is a comment when
+ * it then starts with ';', '#', '!' or "//", and is ignored when fewer than
+ * 2 bytes remain. The key runs up to the first blank, ':' or '='; the
+ * separator is the whole run of blanks, ':' and '=' after it ("port: 8080"
+ * and "port=8080" are the same); the value is the rest of the line without
+ * its trailing blanks. A value ending in one backslash continues on the next
+ * line, taken as it is, and the backslash becomes a LF; two backslashes do
+ * not continue. A line's key answers every requested key that begins with
+ * it (the line "port=1" answers "portal"); the first such line wins.
+ *
+ * Values are converted by the typed value translation (SMXLT*, the type
+ * word of values.h). Locks, the crash-safe rewrite through the backup name
+ * and the flags argument are those of the INI files below. A write replaces
+ * the matching line (and its continuation lines) by "key=value"; it cannot
+ * add a key: when no line matches, the file is rewritten EMPTY. Statuses:
+ * 271 missing argument; 260 file cannot be opened; 263 key absent or no key
+ * to list; 16 buffer too small (size out = needed); 272 no memory or the
+ * lock cannot be made; 7, 19, 258, 270, all ones from the rewrite; the XLT
+ * statuses for a text or value that does not convert.
+ */
+
+/* Reads the value of pKey as xltType into pValue (*pSize bytes of room; the
+ * value's size out). A null pKey with the type code 13 (UTF-8) lists the
+ * keys instead: each followed by a NUL, the list closed by another NUL (16
+ * with the size needed when it does not fit); a null pKey with another type
+ * is 2. On failure a default with a non-zero size no larger than the room
+ * is copied and *pSize is its size; the failure status stays. */
+KXSUPT_API SMStatus SMPropertyFileReadValue(const char *pKey, uint32_t xltType, void *pValue,
+                                            uint32_t *pSize, const void *pDefault,
+                                            uint32_t defaultSize, const char *pPathFileName,
+                                            uint32_t flags);
+/* Writes the text of the value (xltType, valueSize bytes) as "pKey=<text>"
+ * over the first line that pKey begins with. The file must exist (260);
+ * without a matching line it is left empty. */
+KXSUPT_API SMStatus SMPropertyFileWriteValue(const char *pKey, uint32_t xltType,
+                                             const void *pValue, uint32_t valueSize,
+                                             const char *pPathFileName, uint32_t flags);
+
+/* ---- Language and localized strings ------------------------------------
+ *
+ * Language identifiers and their texts: 1033 en_US (the default), 2057
+ * en_GB, 1031 de, 1034 es, 1036 fr, 1041 ja, 2066 ko, 1046 pt_BR, 2052 zh,
+ * 1028 zh_TW. The process language comes from LANG, compared exactly: an
+ * unknown or unset LANG, and also "en_US.UTF-8", is 1033.
+ *
+ * String tables are INI files (grammar above). US English strings (language
+ * 0, 437 or 1033) live in the section "ASCII EN_US DEFAULT STRING ID
+ * SECTION" under the key "0:<id>"; other languages in "MISCELLANEOUS STRING
+ * ID SECTION" under "<language>:<id>", both numbers in upper-case
+ * hexadecimal without leading zeros ("40C:1F"). A text ends at its first CR
+ * or LF. A string missing in a language comes from US English, and the
+ * caller's language identifier is then set to 0.
+ *
+ * The product's own table is "<ini path of product 35>/ini/kxsdst32.ini".
+ * Before it is read, identifiers from BaseID to BaseID + oemRange inclusive
+ * get offset added; the three come from the section "OEM Configuration" of
+ * the INI file "kxisdy32.ini" (bare-name form), read once per process, with
+ * the defaults 2304, 32 and 0.
+ */
+
+/* The language identifier of the process (from LANG). */
+KXSUPT_API uint32_t SMGetLocalLanguageID(void);
+/* The string strID of the table at pPathFileName for *pLangID (null: US
+ * English; 0, 437 and 1033 are set to 0). Returns the text's size with its
+ * terminator, 0 when not found, and stores it through pSize; the text is
+ * copied when pBuf has room for it. A null path yields the text "Invalid
+ * Path File Name", failing allocations "Failed to allocate memory". */
+KXSUPT_API uint32_t SMGetUTF8StrFromIDPathFile(uint32_t strID, uint32_t *pLangID,
+                                               const char *pPathFileName, char *pBuf,
+                                               uint32_t *pSize);
+/* The same lookup in the product's table, after the OEM remapping, as UCS-2:
+ * with pBuf and *pSize at least twice the UTF-8 size, the text is converted
+ * and *pSize is its size in bytes (a string not found converts as the empty
+ * text); otherwise *pSize is set to twice the UTF-8 size. Returns the UTF-8
+ * size (0 when not found). */
+KXSUPT_API uint32_t SMGetUCS2StrFromID(uint32_t strID, uint32_t *pLangID, uint16_t *pBuf,
+                                       uint32_t *pSize);
 
 KXSUPT_END_DECLS
 
