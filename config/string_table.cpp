@@ -166,4 +166,8 @@ uint32_t RemapOemId(uint32_t string_id, const OemRange &oem) {
   return in_range ? string_id + oem.offset : string_id;
 }
 
+void ForgetOemRange() {
+  g_oem_base.store(0, std::memory_order_release);
+}
+
 }  // namespace kx::config

@@ -57,5 +57,8 @@ struct OemRange {
 OemRange LoadOemRange();
 // The identifier after the remapping.
 uint32_t RemapOemId(uint32_t string_id, const OemRange &oem);
+// Returns the process to the state before its first UCS-2 lookup: the next
+// one loads the OEM range again. (The process state that tests start from.)
+void ForgetOemRange();
 
 }  // namespace kx::config
