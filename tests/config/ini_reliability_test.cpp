@@ -22,42 +22,23 @@
 
 #include "config/file_rewrite.h"
 #include "config/ini.h"
+#include "processes.h"
 #include "sandbox.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using kx::Status;
+using kxtest::DirectoryEntries;
+using kxtest::Reap;
+using kxtest::Spawn;
 namespace config = kx::config;
-
-pid_t Spawn(const std::function<int()> &body) {
-  std::fflush(stdout);  // the child must not repeat the parent's pending output
-  pid_t pid = fork();
-  if (pid == 0) {
-    int code = body();
-    std::fflush(stdout);
-    _exit(code);
-  }
-  return pid;
-}
-// The child's exit code, 128 + signal when a signal ended it.
-int Reap(pid_t pid) {
-  int status = 0;
-  if (waitpid(pid, &status, 0) != pid) return -1;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
 
 SMStatus SetText(const std::string &path, const std::string &section, const std::string &key,
                  const char *value) {
   return SMWriteINIPathFileValue(section.c_str(), key.c_str(), 1, value,
                                  value ? static_cast<uint32_t>(strlen(value) + 1) : 0, path.c_str(),
                                  1);
-}
-
-std::set<std::string> DirectoryEntries(const std::string &dir) {
-  std::set<std::string> names;
-  for (const auto &entry : fs::directory_iterator(dir)) names.insert(entry.path().filename());
-  return names;
 }
 
 // Every line of the file is blank, a header or a key line, and no key repeats
