@@ -1,6 +1,8 @@
-// ini and paths, end to end over a sandbox registry: every value type set and
-// read back in text and JSON, removal and lists, the exit statuses, and the
-// registry's view with an environment override.
+// ini, prop and paths, end to end over a sandbox registry: every value type
+// set and read back in text and JSON, removal and lists, property files with
+// their prefix keys and continuations (and a set that refuses to empty the
+// file), the exit statuses, and the registry's view with an environment
+// override.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -130,6 +132,58 @@ TEST(ToolPaths, registry_view_with_environment_override) {
   EXPECT_EQ(RunTool({"paths", "Korvane", "installpath"}).exit_status, 1);
   EXPECT_EQ(RunTool({"paths", "nobody"}).exit_status, 2);
   EXPECT_EQ(RunTool({"paths", "35", "3"}).exit_status, 2);
+}
+
+TEST(ToolProp, get_set_and_list) {
+  ToolSandbox sandbox;
+  TempDir files;
+  const std::string file =
+      files.Write("p.properties", "# settings\nport: 8080\nhost = a\\\n  b\n=all\nname=x\n");
+  auto get = RunTool({"prop", "get", file, "port"});
+  EXPECT_EQ(get.exit_status, 0);
+  EXPECT_EQ(get.out, "8080\n");
+  // The line key "port" answers "portal"; a value continues over two lines.
+  auto prefix = RunTool({"prop", "get", "--json", file, "portal"});
+  ASSERT_EQ(prefix.exit_status, 0);
+  EXPECT_EQ(Json::parse(prefix.out), Json({{"file", file}, {"key", "portal"}, {"value", "8080"}}));
+  EXPECT_EQ(RunTool({"prop", "get", file, "host"}).out, "a\n  b\n");
+  // The list keeps the empty key of the "=all" line.
+  EXPECT_EQ(RunTool({"prop", "list", file}).out, "port\nhost\n\nname\n");
+  auto list = RunTool({"prop", "list", "--json", file});
+  ASSERT_EQ(list.exit_status, 0);
+  EXPECT_EQ(Json::parse(list.out)["keys"], Json({"port", "host", "", "name"}));
+
+  auto set = RunTool({"prop", "set", "--json", file, "host", "c d"});
+  ASSERT_EQ(set.exit_status, 0) << set.err;
+  EXPECT_EQ(Json::parse(set.out)["value"], "c d");
+  EXPECT_EQ(ReadFile(file), "# settings\nport: 8080\nhost=c d\n=all\nname=x\n");
+  EXPECT_EQ(RunTool({"prop", "get", file, "host"}).out, "c d\n");
+}
+
+TEST(ToolProp, refusals_and_exit_statuses) {
+  ToolSandbox sandbox;
+  TempDir files;
+  const std::string content = "a=1\nb=2\n";
+  const std::string file = files.Write("p.properties", content);
+  // No line answers "c": the library would empty the file, so nothing is
+  // written.
+  auto absent = RunTool({"prop", "set", file, "c", "3"});
+  EXPECT_EQ(absent.exit_status, 1);
+  EXPECT_EQ(absent.err.rfind("kxsupt: ", 0), 0u);
+  EXPECT_EQ(ReadFile(file), content);
+  EXPECT_EQ(RunTool({"prop", "get", file, "c"}).exit_status, 1);
+  const std::string missing = files.path() + "/none.properties";
+  EXPECT_EQ(RunTool({"prop", "get", missing, "a"}).exit_status, 1);
+  EXPECT_EQ(RunTool({"prop", "set", missing, "a", "1"}).exit_status, 1);
+  EXPECT_FALSE(std::filesystem::exists(missing));
+  EXPECT_EQ(RunTool({"prop", "list", missing}).exit_status, 1);
+  const std::string comments = files.Write("c.properties", "# only\n\n");
+  auto empty = RunTool({"prop", "list", "--json", comments});
+  EXPECT_EQ(empty.exit_status, 0);
+  EXPECT_EQ(Json::parse(empty.out)["keys"], Json::array());
+  EXPECT_EQ(RunTool({"prop", "set", file, "a"}).exit_status, 2);
+  EXPECT_EQ(RunTool({"prop", "frob", file}).exit_status, 2);
+  EXPECT_EQ(ReadFile(file), content);
 }
 
 }  // namespace
