@@ -33,7 +33,7 @@ struct Engine {
   bool (*available)();
 };
 
-class Crc32EngineTest : public ::testing::TestWithParam<Engine> {
+class Crc32Engines : public ::testing::TestWithParam<Engine> {
  protected:
   void SetUp() override {
     if (!GetParam().available()) GTEST_SKIP() << GetParam().name << " not supported here";
@@ -45,7 +45,7 @@ class Crc32EngineTest : public ::testing::TestWithParam<Engine> {
   }
 };
 
-TEST_P(Crc32EngineTest, matches_zlib) {
+TEST_P(Crc32Engines, matches_zlib) {
   std::mt19937_64 rng(1);
   std::vector<uint8_t> data = RandomBytes(rng, (3u << 20) + 64);
   // Every short length, half of them continuing a random checksum.
@@ -65,7 +65,7 @@ TEST_P(Crc32EngineTest, matches_zlib) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Engines, Crc32EngineTest,
+    Engines, Crc32Engines,
     ::testing::Values(Engine{"portable", &kx::codec::Crc32RawPortable, +[] { return true; }},
                       Engine{"clmul", &kx::codec::Crc32RawClmul, &kx::codec::HasCrc32Clmul},
                       Engine{"vpclmul", &kx::codec::Crc32RawVpclmul, &kx::codec::HasCrc32Vpclmul}),

@@ -32,7 +32,7 @@ constexpr kx::frame::ModuleStep kFakeChain[] = {
     {"nine", &FakeAttach<9>, &FakeDetach<9>},
 };
 
-class LifecycleTest : public ::testing::Test {
+class Lifecycle : public ::testing::Test {
  protected:
   void SetUp() override {
     g_calls.clear();
@@ -45,7 +45,7 @@ class LifecycleTest : public ::testing::Test {
   }
 };
 
-TEST_F(LifecycleTest, first_load_attaches_every_module_in_order) {
+TEST_F(Lifecycle, first_load_attaches_every_module_in_order) {
   kx::frame::Lifecycle life{kFakeChain};
   EXPECT_EQ(life.Load(), 1);
   EXPECT_EQ(g_calls, Sequence("attach", {1, 2, 3, 4, 5, 6, 7, 8, 9}));
@@ -53,7 +53,7 @@ TEST_F(LifecycleTest, first_load_attaches_every_module_in_order) {
   EXPECT_EQ(life.attach_count(), 1);
 }
 
-TEST_F(LifecycleTest, second_load_only_counts) {
+TEST_F(Lifecycle, second_load_only_counts) {
   kx::frame::Lifecycle life{kFakeChain};
   ASSERT_EQ(life.Load(), 1);
   g_calls.clear();
@@ -71,7 +71,7 @@ TEST_F(LifecycleTest, second_load_only_counts) {
   EXPECT_EQ(life.attach_count(), 0);
 }
 
-TEST_F(LifecycleTest, unloading_flag_is_set_on_last_unload_and_cleared_by_next_load) {
+TEST_F(Lifecycle, unloading_flag_is_set_on_last_unload_and_cleared_by_next_load) {
   kx::frame::Lifecycle life{kFakeChain};
   ASSERT_EQ(life.Load(), 1);
   ASSERT_EQ(life.Unload(), 1);
@@ -80,7 +80,7 @@ TEST_F(LifecycleTest, unloading_flag_is_set_on_last_unload_and_cleared_by_next_l
   EXPECT_EQ(life.unloading(), 0);
 }
 
-TEST_F(LifecycleTest, unload_without_load_reports_zero_and_does_nothing) {
+TEST_F(Lifecycle, unload_without_load_reports_zero_and_does_nothing) {
   kx::frame::Lifecycle life{kFakeChain};
   EXPECT_EQ(life.Unload(), 0);
   EXPECT_TRUE(g_calls.empty());
@@ -90,7 +90,7 @@ TEST_F(LifecycleTest, unload_without_load_reports_zero_and_does_nothing) {
 
 // Every position of the chain fails once: exactly the earlier steps are
 // detached, newest first; the load count stays 0 and the attach count 1.
-TEST_F(LifecycleTest, failing_step_detaches_exactly_the_earlier_steps_in_reverse) {
+TEST_F(Lifecycle, failing_step_detaches_exactly_the_earlier_steps_in_reverse) {
   for (int fail = 1; fail <= 9; ++fail) {
     SCOPED_TRACE("failing step " + std::to_string(fail));
     g_calls.clear();
@@ -106,7 +106,7 @@ TEST_F(LifecycleTest, failing_step_detaches_exactly_the_earlier_steps_in_reverse
   }
 }
 
-TEST_F(LifecycleTest, attach_count_left_raised_by_failure_is_balanced_by_next_attempt) {
+TEST_F(Lifecycle, attach_count_left_raised_by_failure_is_balanced_by_next_attempt) {
   g_fail_step = 6;
   kx::frame::Lifecycle life{kFakeChain};
   ASSERT_EQ(life.Load(), 0);
@@ -124,7 +124,7 @@ TEST_F(LifecycleTest, attach_count_left_raised_by_failure_is_balanced_by_next_at
   EXPECT_EQ(life.attach_count(), 1);
 }
 
-TEST_F(LifecycleTest, real_chain_starts_with_the_product_registry) {
+TEST_F(Lifecycle, real_chain_starts_with_the_product_registry) {
   auto chain = kx::frame::ModuleChain();
   ASSERT_FALSE(chain.empty());
   EXPECT_STREQ(chain.front().name, "product registry");
