@@ -54,8 +54,8 @@ auto LowerBound(Index &index, uint16_t id) {
                           [](const Config::Slot &slot, uint16_t key) { return slot.id < key; });
 }
 
-// Copies a found value out: a null buffer or one too small gives 16, and the
-// size out is the value's size in every case.
+// Copies a found value out: a null buffer or one too small gives
+// kBufferTooSmall, and the size out is the value's size in every case.
 Status CopyOut(const Entry &entry, void *buffer, uint32_t *size) {
   uint32_t room = *size;
   *size = entry.size;
