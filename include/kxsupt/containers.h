@@ -30,9 +30,9 @@ typedef int32_t (*SMContainerCallback)(void *pKey, void *pElement);
  * process heap, as SMAllocMem's blocks do, and go back to it directly. Only
  * the ordered inserts return a status: 0 when inserted, SM_STATUS_IN_USE (258)
  * when an entry compares equal (nothing changes), SM_STATUS_INVALID_PARAMETER
- * (271) for a null argument. Other
- * calls do nothing, or return null, when a pointer they need is null. The
- * list's head and tail are both null or both set; the calls trust that.
+ * (271) for a null argument. Other calls do nothing, or return null, when a
+ * pointer they need is null. The list's head and tail are both null or both
+ * set; the calls trust that.
  */
 typedef struct SMSLListEntry {
   struct SMSLListEntry *pNext; /* toward the tail, null at the tail */
