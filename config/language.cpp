@@ -5,17 +5,17 @@
 
 #include <stdlib.h>
 
-#include "text/xlt_forms.h"
+#include "values/forms.h"
 
 namespace kx::config {
 
 uint32_t GetLocalLanguageID() {
   const char *lang = getenv("LANG");
-  return lang != nullptr ? text::LanguageId(lang) : kLanguageUsEnglish;
+  return lang != nullptr ? values::LanguageId(lang) : kLanguageUsEnglish;
 }
 
 const char *LanguageText(uint32_t id) {
-  return text::LanguageName(id);
+  return values::LanguageName(id);
 }
 
 std::string CurrentLanguageText() {

@@ -12,7 +12,7 @@
 #include "config/file_rewrite.h"
 #include "config/name_list.h"
 #include "config/property_text.h"
-#include "text/xlt.h"
+#include "values/translation.h"
 
 namespace kx::config {
 
@@ -29,7 +29,7 @@ Status ReadFromBytes(const std::string &bytes, const char *key, uint32_t type, v
   }
   std::string text;
   if (Status status = FindPropertyValue(bytes, key, &text); !Ok(status)) return status;
-  return FromC(text::XltTextToValue(text.c_str(), value, size, type));
+  return values::XLTUTF8ToTypeValue(text.c_str(), value, size, type);
 }
 
 }  // namespace
@@ -39,7 +39,7 @@ Status PropertyFileReadValue(const char *key, uint32_t type, void *value, uint32
                              uint32_t flags) {
   if (size == nullptr || path == nullptr) return Status::kInvalidParameter;
   // Only the text type lists keys; any other type asks for nothing readable.
-  if (key == nullptr && text::XltCodeOf(type) != text::kXltUtf8) return Status::kInvalidArgs;
+  if (key == nullptr && values::CodeOf(type) != values::kUtf8) return Status::kInvalidArgs;
   const uint32_t room = *size;
   Status status;
   try {
@@ -72,13 +72,13 @@ Status PropertyFileWriteValue(const char *key, uint32_t type, const void *value,
 
     // The value's text: measured, then written.
     uint32_t text_size = 0;
-    if (Status status = FromC(text::XltValueToText(value, value_size, nullptr, &text_size, type));
+    if (Status status = values::XLTTypeValueToUTF8(value, value_size, nullptr, &text_size, type);
         !Ok(status)) {
       return status;
     }
     std::string text(text_size, '\0');
     if (Status status =
-            FromC(text::XltValueToText(value, value_size, text.data(), &text_size, type));
+            values::XLTTypeValueToUTF8(value, value_size, text.data(), &text_size, type);
         !Ok(status)) {
       return status;
     }

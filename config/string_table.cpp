@@ -13,7 +13,7 @@
 #include "config/ini_values.h"
 #include "config/language.h"
 #include "config/registry.h"
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "text/utf.h"
 
 namespace kx::config {
@@ -100,11 +100,11 @@ bool ProductTablePath(char path[kTablePathRoom]) {
 uint32_t GetUTF8StrFromIDPathFile(uint32_t string_id, uint32_t *language, const char *path,
                                   char *buffer, uint32_t *size) {
   if (path == nullptr) return Deliver(kInvalidPathText, buffer, size);
-  auto *value = static_cast<char *>(frame::AllocMem(kValueRoom));
-  auto *key = static_cast<char *>(frame::AllocMem(kKeyRoom));
+  auto *value = static_cast<char *>(base::AllocMem(kValueRoom));
+  auto *key = static_cast<char *>(base::AllocMem(kKeyRoom));
   if (value == nullptr || key == nullptr) {
-    frame::FreeMem(value);
-    frame::FreeMem(key);
+    base::FreeMem(value);
+    base::FreeMem(key);
     return Deliver(kNoMemoryText, buffer, size);
   }
   bool found;
@@ -127,8 +127,8 @@ uint32_t GetUTF8StrFromIDPathFile(uint32_t string_id, uint32_t *language, const 
   } else if (size != nullptr) {
     *size = 0;
   }
-  frame::FreeMem(value);
-  frame::FreeMem(key);
+  base::FreeMem(value);
+  base::FreeMem(key);
   return result;
 }
 
@@ -144,7 +144,7 @@ uint32_t GetUCS2StrFromID(uint32_t string_id, uint32_t *language, uint16_t *buff
   if (size == nullptr) return found;
   const uint64_t doubled = 2ull * found;
   if (buffer != nullptr && *size >= doubled) {
-    (void)text::Utf8ToUcs2(buffer, size, utf8);
+    (void)text::UTF8StrToUCS2Str(buffer, size, utf8);
   } else {
     *size = static_cast<uint32_t>(doubled);
   }

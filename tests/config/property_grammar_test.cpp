@@ -23,7 +23,7 @@ std::optional<std::string> Find(const std::string &file, const std::string &key)
   return value;
 }
 
-TEST(PropertyGrammar, rules_one_by_one) {
+TEST(PropertyGrammar, lines_follow_the_separator_comment_and_continuation_rules) {
   struct Case {
     const char *file;
     const char *key;
@@ -91,7 +91,7 @@ TEST(PropertyGrammar, long_lines_are_read_in_pieces) {
   EXPECT_EQ(keys, (std::vector<std::string_view>{"k", "x", "y"}));
 }
 
-TEST(PropertyGrammar, key_list_and_edit) {
+TEST(PropertyGrammar, a_write_replaces_the_first_matching_entry_or_leaves_nothing) {
   const std::string file = "# head\nport: 1\n\nhost = h\\\n  more\n!x=1\nport=2\n";
   std::vector<std::string_view> keys;
   ASSERT_EQ(config::ListPropertyKeys(file, &keys), Status::kSuccess);

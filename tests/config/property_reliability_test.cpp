@@ -40,7 +40,7 @@ std::string GetText(const std::string &path, const std::string &key, SMStatus *s
   uint32_t size = sizeof value;
   *status = SMPropertyFileReadValue(key.c_str(), SM_XLT_UTF8_STRING, value, &size, nullptr, 0,
                                     path.c_str(), 1);
-  return *status == 0 ? std::string(value, size - 1) : "";
+  return *status == SM_STATUS_SUCCESS ? std::string(value, size - 1) : "";
 }
 
 // Keys of one width, so that none is a prefix of another (a line's key
@@ -86,19 +86,19 @@ TEST(PropertyReliability, four_writers_lose_nothing) {
       for (int i = 0; i < kKeys; ++i) {
         const std::string key = Key(w, i);
         const std::string stem = "v" + std::to_string(w) + "." + std::to_string(i);
-        failures += SetText(path, key, stem + ".1") != 0;
+        failures += SetText(path, key, stem + ".1") != SM_STATUS_SUCCESS;
         if (i % 3 == 0) {
-          failures += SetText(path, key, "") != 0;
+          failures += SetText(path, key, "") != SM_STATUS_SUCCESS;
         } else {
-          failures += SetText(path, key, stem + ".2\\\n  more") != 0;
-          if (i % 3 == 2) failures += SetText(path, key, stem + ".3") != 0;
+          failures += SetText(path, key, stem + ".2\\\n  more") != SM_STATUS_SUCCESS;
+          if (i % 3 == 2) failures += SetText(path, key, stem + ".3") != SM_STATUS_SUCCESS;
         }
       }
       return failures == 0 ? 0 : 1;
     }));
   }
   int failed = 0;
-  for (pid_t writer : writers) failed += Reap(writer) != 0;
+  for (pid_t writer : writers) failed += Reap(writer) != SM_STATUS_SUCCESS;
   EXPECT_EQ(failed, 0);
 
   int lost = 0, wrong = 0;
@@ -106,7 +106,7 @@ TEST(PropertyReliability, four_writers_lose_nothing) {
     for (int i = 0; i < kKeys; ++i) {
       SMStatus status;
       const std::string value = GetText(path, Key(w, i), &status);
-      if (status != 0) {
+      if (status != SM_STATUS_SUCCESS) {
         ++lost;
       } else if (value != FinalValue(w, i)) {
         ++wrong;
@@ -119,7 +119,7 @@ TEST(PropertyReliability, four_writers_lose_nothing) {
   uint32_t size = static_cast<uint32_t>(list.size());
   ASSERT_EQ(SMPropertyFileReadValue(nullptr, SM_XLT_UTF8_STRING, list.data(), &size, nullptr, 0,
                                     path.c_str(), 1),
-            0u);
+            SM_STATUS_SUCCESS);
   std::vector<std::string> keys, expected_keys;
   for (const char *key = list.data(); *key != '\0'; key += std::strlen(key) + 1) {
     keys.push_back(key);
@@ -196,7 +196,7 @@ TEST(PropertyReliability, writer_killed_at_every_step_leaves_old_or_new) {
                         : 0;
     pid_t writer = Spawn([&] {
       config::SetRewriteSeam(&KillAtChosenStep);
-      return SetText(path, "t", value) == 0 ? 0 : 1;
+      return SetText(path, "t", value) == SM_STATUS_SUCCESS ? 0 : 1;
     });
     killed += Reap(writer) == 128 + SIGKILL;
     ++per_step[step_index];

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "base/memory.h"
 #include "config/language.h"
 #include "config/string_table.h"
 #include "sandbox.h"
@@ -45,7 +46,7 @@ class ScopedLang {
   std::optional<std::string> saved_;
 };
 
-TEST(Language, lang_against_the_table) {
+TEST(Language, lang_must_match_a_table_text_exactly) {
   const struct {
     const char *lang;
     uint32_t id;
@@ -64,7 +65,7 @@ TEST(Language, lang_against_the_table) {
   EXPECT_EQ(config::CurrentLanguageText(), "en_US");
 }
 
-TEST(Language, texts_of_identifiers) {
+TEST(Language, unknown_identifiers_are_us_english) {
   const char *const texts[] = {"en_US", "en_GB", "de",    "es", "fr",
                                "ja",    "ko",    "pt_BR", "zh", "zh_TW"};
   for (const char *text : texts) {
@@ -145,7 +146,7 @@ class StringTables : public ::testing::Test {
   std::string oem = sandbox.Path("w/ini/kxisdy32.ini");
 };
 
-TEST_F(StringTables, sections_keys_and_the_fall_back) {
+TEST_F(StringTables, missing_strings_fall_back_to_us_english) {
   struct Case {
     uint32_t id, language;
     const char *text;
@@ -179,7 +180,7 @@ TEST_F(StringTables, sections_keys_and_the_fall_back) {
   EXPECT_EQ(Lookup(0x1F, 1036, sandbox.Path("none.ini")).result, 0u);
 }
 
-TEST_F(StringTables, the_size_protocol) {
+TEST_F(StringTables, the_result_is_the_size_and_the_text_is_copied_when_it_fits) {
   uint32_t language = 1036;
   uint32_t size = 0;
   EXPECT_EQ(SMGetUTF8StrFromIDPathFile(0x1F, &language, table.c_str(), nullptr, &size), 13u);
@@ -209,7 +210,23 @@ TEST_F(StringTables, the_size_protocol) {
   EXPECT_EQ(SMGetUTF8StrFromIDPathFile(2, &language, table.c_str(), nullptr, &size), 2048u);
 }
 
-TEST_F(StringTables, ucs2_lookup_in_the_product_table) {
+TEST_F(StringTables, failing_allocations_are_delivered_as_a_text) {
+  // The value buffer and the key buffer: either failing gives the same text.
+  for (uint64_t granted : {0u, 1u}) {
+    char buffer[64] = {};
+    uint32_t size = sizeof buffer, language = 1036, result;
+    {
+      kx::base::testing::AllocationBudget budget(granted);
+      result = SMGetUTF8StrFromIDPathFile(0x1F, &language, table.c_str(), buffer, &size);
+    }
+    EXPECT_EQ(result, 26u) << granted;
+    EXPECT_EQ(size, 26u);
+    EXPECT_STREQ(buffer, "Failed to allocate memory");
+    EXPECT_EQ(language, 1036u);
+  }
+}
+
+TEST_F(StringTables, ucs2_strings_come_from_the_product_table) {
   uint32_t result = 0;
   EXPECT_EQ(Ucs2(0x1F, 1036, &result), u"Trente et un");
   EXPECT_EQ(result, 13u);
@@ -234,7 +251,7 @@ TEST_F(StringTables, ucs2_lookup_in_the_product_table) {
   EXPECT_EQ(result, 0u);
 }
 
-TEST_F(StringTables, ucs2_lookup_without_the_product_ini_path) {
+TEST_F(StringTables, without_the_product_ini_path_the_text_says_so) {
   sandbox.WriteRegistry("mernex.vardatapath=" + sandbox.DataDir() + "\n");
   ASSERT_TRUE(sandbox.Reload());
   uint32_t result = 0;
@@ -242,7 +259,7 @@ TEST_F(StringTables, ucs2_lookup_without_the_product_ini_path) {
   EXPECT_EQ(result, 23u);
 }
 
-TEST_F(StringTables, oem_range_defaults_and_values) {
+TEST_F(StringTables, oem_values_default_one_by_one_and_remap_an_inclusive_range) {
   config::OemRange defaults = config::LoadOemRange();
   EXPECT_EQ(defaults.base, 2304u);
   EXPECT_EQ(defaults.range, 32u);
