@@ -3,8 +3,8 @@
 #include "frame/modules.h"
 
 #include "codec/crc32.h"
+#include "config/registry.h"
 #include "format/format.h"
-#include "config/registry_file.h"
 #include "net/module.h"
 
 namespace kx::frame {
@@ -12,9 +12,10 @@ namespace kx::frame {
 namespace {
 
 constexpr ModuleStep kSteps[] = {
-    // 1. Product registry: chooses the registry file.
-    {"product registry", &config::RegistryAttach, &config::RegistryDetach},
-    // 2. Install paths.
+    // 1. Product registry: chooses the registry file, creates its mutex and cache.
+    {"product registry", &config::RegistryModuleAttach, &config::RegistryModuleDetach},
+    // 2. Install paths: fills the cache from the registry.
+    {"install paths", &config::InstallPathsAttach, &config::InstallPathsDetach},
     // 3. Network addresses: the network functions answer only while it is up.
     {"network addresses", &net::NetworkAttach, &net::NetworkDetach},
     // 4. IPC layer.
