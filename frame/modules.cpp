@@ -5,6 +5,8 @@
 #include "codec/crc32.h"
 #include "codec/format.h"
 #include "config/registry_file.h"
+#include "os/critical_section.h"
+#include "os/library.h"
 
 namespace kx::frame {
 
@@ -16,11 +18,13 @@ constexpr ModuleStep kSteps[] = {
     // 2. Install paths.
     // 3. Network addresses.
     // 4. IPC layer.
-    // 5. Critical sections.
+    // 5. Critical sections: the table behind SMCriticalSectionExecute.
+    {"critical sections", &os::CriticalSectionAttach, &os::CriticalSectionDetach},
     // 6. Event log.
     // 7. Formatted output: the formatter's mutex.
     {"formatted output", &codec::FormatAttach, &codec::FormatDetach},
-    // 8. Function-table libraries.
+    // 8. Function-table libraries: the shared library table.
+    {"function-table libraries", &os::FLibTableAttach, &os::FLibTableDetach},
     // 9. CRC-32 table.
     {"CRC-32 table", &codec::Crc32TableAttach, &codec::Crc32TableDetach},
 };
