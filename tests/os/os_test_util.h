@@ -1,5 +1,5 @@
 // Helpers shared by the OS services tests: a temporary directory removed with
-// everything in it, and whole-file reads and writes.
+// everything in it, whole-file reads and writes, permission bits.
 #pragma once
 
 #include <stdlib.h>
@@ -16,17 +16,15 @@ class TempDir {
  public:
   TempDir() {
     char pattern[] = "/tmp/kxsupt-os-XXXXXX";
-    const char *made = mkdtemp(pattern);
-    path_ = made != nullptr ? made : "";
+    path_ = mkdtemp(pattern) != nullptr ? pattern : "";
   }
   TempDir(const TempDir &) = delete;
   TempDir &operator=(const TempDir &) = delete;
   ~TempDir() {
     std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
   }
   bool ok() const { return !path_.empty(); }
-  // The path of name inside the directory.
   std::string operator/(const std::string &name) const { return path_ + "/" + name; }
   const std::string &path() const { return path_; }
 
@@ -43,28 +41,10 @@ inline std::string ReadBytes(const std::string &path) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-inline bool Exists(const std::string &path) {
-  struct stat info;
-  return lstat(path.c_str(), &info) == 0;
-}
-
-// The permission bits of path, or -1 when it cannot be examined.
+// The permission bits of path, -1 when it does not exist.
 inline int PermissionBits(const std::string &path) {
   struct stat info;
-  if (stat(path.c_str(), &info) != 0) return -1;
-  return static_cast<int>(info.st_mode & 07777);
+  return stat(path.c_str(), &info) == 0 ? static_cast<int>(info.st_mode & 07777) : -1;
 }
-
-// Sets the process's file-creation mask for a scope.
-class ScopedUmask {
- public:
-  explicit ScopedUmask(mode_t mask) : previous_(umask(mask)) {}
-  ScopedUmask(const ScopedUmask &) = delete;
-  ScopedUmask &operator=(const ScopedUmask &) = delete;
-  ~ScopedUmask() { umask(previous_); }
-
- private:
-  mode_t previous_;
-};
 
 }  // namespace kx_test

@@ -1,5 +1,5 @@
-// Threads through the exported entries: start and stop (which waits), start
-// and release (detached), the stack size, identifiers, names, and the kill,
+// Threads: start and stop (which waits), start and release (detached), the
+// stack size, identifiers, names, a thread stopping itself, and the kill,
 // which ends the process and so runs in a forked child.
 #include <gtest/gtest.h>
 
@@ -11,7 +11,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstring>
 #include <string>
 #include <thread>
 
@@ -19,58 +18,87 @@
 
 namespace {
 
-// What a started thread saw of itself.
+// What a started thread saw of itself; it ends once release is set.
 struct Observed {
-  std::atomic<bool> release{false};  // set by the test to let the thread end
-  std::atomic<bool> done{false};
+  std::atomic<bool> release{false}, done{false};
   size_t stack_size = 0;
   int detach_state = -1;
-  uint64_t id = 0;
-  uint64_t self = 0;
+  uint64_t id = 0, self = 0;
+  const char *name = nullptr;
+  SMStatus name_status = 1;
+  char name_seen[32] = {};
+  bool stop_self = false;  // wait for handle, then try to stop itself with it
+  std::atomic<void *> handle{nullptr};
+  SMStatus self_stop = 1;
 };
 
 void *Observe(void *raw) {
-  auto *observed = static_cast<Observed *>(raw);
+  auto *o = static_cast<Observed *>(raw);
   pthread_attr_t attributes;
   if (pthread_getattr_np(pthread_self(), &attributes) == 0) {
-    pthread_attr_getstacksize(&attributes, &observed->stack_size);
-    pthread_attr_getdetachstate(&attributes, &observed->detach_state);
+    pthread_attr_getstacksize(&attributes, &o->stack_size);
+    pthread_attr_getdetachstate(&attributes, &o->detach_state);
     pthread_attr_destroy(&attributes);
   }
-  observed->id = SMThreadGetID();
-  observed->self = static_cast<uint64_t>(pthread_self());
-  while (!observed->release.load()) SMThreadYield();
-  observed->done.store(true);
-  return reinterpret_cast<void *>(1);  // dropped by the library
+  o->id = SMThreadGetID();
+  o->self = static_cast<uint64_t>(pthread_self());
+  if (o->name != nullptr) o->name_status = SMThreadSetName(o->name);
+  prctl(PR_GET_NAME, o->name_seen, 0, 0, 0);
+  if (o->stop_self) {
+    while (o->handle.load() == nullptr) SMThreadYield();
+    o->self_stop = SMThreadStop(o->handle.load());
+  }
+  while (!o->release.load()) SMThreadYield();
+  o->done.store(true);
+  return nullptr;
 }
 
-TEST(Threads, stop_waits_for_a_running_thread) {
-  Observed observed;
-  void *thread = SMThreadStart(&Observe, &observed);
+TEST(Threads, start_and_stop) {
+  char main_name[32] = {};
+  prctl(PR_GET_NAME, main_name, 0, 0, 0);
+  Observed o;
+  o.name = "kxsupt-worker-with-a-long-name";
+  void *thread = SMThreadStart(&Observe, &o);
   ASSERT_NE(thread, nullptr);
   std::thread releaser([&] {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    observed.release.store(true);
+    o.release.store(true);
   });
   EXPECT_EQ(SMThreadStop(thread), SM_STATUS_SUCCESS);
-  EXPECT_TRUE(observed.done.load());  // Stop returned only after the thread ended
+  EXPECT_TRUE(o.done.load());  // Stop returned only after the thread ended
   releaser.join();
-  EXPECT_EQ(observed.stack_size, 131072u);
-  EXPECT_EQ(observed.detach_state, PTHREAD_CREATE_JOINABLE);
-  EXPECT_EQ(observed.id, observed.self);
-  EXPECT_NE(observed.id, SMThreadGetID());
-  EXPECT_EQ(SMThreadGetID(), static_cast<uint64_t>(pthread_self()));
+  EXPECT_EQ(o.stack_size, 131072u);
+  EXPECT_EQ(o.detach_state, PTHREAD_CREATE_JOINABLE);
+  EXPECT_EQ(o.id, o.self);
+  EXPECT_NE(o.id, SMThreadGetID());
+  EXPECT_EQ(o.name_status, SM_STATUS_SUCCESS);
+  EXPECT_STREQ(o.name_seen, "kxsupt-worker-w");  // the system keeps 15 characters
+  char name_after[32] = {};
+  prctl(PR_GET_NAME, name_after, 0, 0, 0);
+  EXPECT_STREQ(name_after, main_name);  // only the calling thread was named
 }
 
 TEST(Threads, start_and_release_runs_detached) {
-  Observed observed;
-  observed.release.store(true);
-  ASSERT_EQ(SMThreadStartAndRelease(&Observe, &observed), SM_STATUS_SUCCESS);
-  while (!observed.done.load()) std::this_thread::yield();
-  EXPECT_EQ(observed.stack_size, 131072u);
-  EXPECT_EQ(observed.detach_state, PTHREAD_CREATE_DETACHED);
-  // Give the detached thread time to leave before observed goes out of scope.
-  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  Observed o;
+  o.release.store(true);
+  ASSERT_EQ(SMThreadStartAndRelease(&Observe, &o), SM_STATUS_SUCCESS);
+  while (!o.done.load()) std::this_thread::yield();
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));  // let it leave before o goes
+  EXPECT_EQ(o.stack_size, 131072u);
+  EXPECT_EQ(o.detach_state, PTHREAD_CREATE_DETACHED);
+}
+
+// A thread cannot join itself: the status says so and the handle stays
+// usable for the real stop.
+TEST(Threads, a_thread_cannot_stop_itself) {
+  Observed o;
+  o.release.store(true);
+  o.stop_self = true;
+  void *thread = SMThreadStart(&Observe, &o);
+  ASSERT_NE(thread, nullptr);
+  o.handle.store(thread);
+  EXPECT_EQ(SMThreadStop(thread), SM_STATUS_SUCCESS);
+  EXPECT_EQ(o.self_stop, SM_STATUS_ERROR);
 }
 
 TEST(Threads, null_arguments) {
@@ -81,62 +109,12 @@ TEST(Threads, null_arguments) {
   EXPECT_EQ(SMThreadSetName(nullptr), 271u);
 }
 
-// A thread that tries to stop itself cannot join itself: the status says so
-// and the handle stays usable for the real stop.
-struct SelfStop {
-  std::atomic<void *> handle{nullptr};
-  SMStatus status = 0;
-};
-
-void *StopSelf(void *raw) {
-  auto *self = static_cast<SelfStop *>(raw);
-  while (self->handle.load() == nullptr) SMThreadYield();
-  self->status = SMThreadStop(self->handle.load());
-  return nullptr;
-}
-
-TEST(Threads, a_thread_cannot_stop_itself) {
-  SelfStop self;
-  void *thread = SMThreadStart(&StopSelf, &self);
-  ASSERT_NE(thread, nullptr);
-  self.handle.store(thread);
-  EXPECT_EQ(SMThreadStop(thread), SM_STATUS_SUCCESS);
-  EXPECT_EQ(self.status, SM_STATUS_ERROR);
-}
-
-struct Naming {
-  const char *name;
-  SMStatus status = 0;
-  char seen[32] = {};
-};
-
-void *NameSelf(void *raw) {
-  auto *naming = static_cast<Naming *>(raw);
-  naming->status = SMThreadSetName(naming->name);
-  prctl(PR_GET_NAME, naming->seen, 0, 0, 0);
-  return nullptr;
-}
-
-TEST(Threads, set_name_names_the_calling_thread_only) {
-  char before[32] = {};
-  prctl(PR_GET_NAME, before, 0, 0, 0);
-  Naming naming{"kxsupt-worker-with-a-long-name"};
-  void *thread = SMThreadStart(&NameSelf, &naming);
-  ASSERT_NE(thread, nullptr);
-  ASSERT_EQ(SMThreadStop(thread), SM_STATUS_SUCCESS);
-  EXPECT_EQ(naming.status, SM_STATUS_SUCCESS);
-  EXPECT_STREQ(naming.seen, "kxsupt-worker-w");  // the first 15 characters
-  char after[32] = {};
-  prctl(PR_GET_NAME, after, 0, 0, 0);
-  EXPECT_STREQ(after, before);
-}
-
 void *Sleeper(void *) {
   for (;;) pause();
 }
 
-// Kill sends signal 9 to the thread, and that ends the whole process: the
-// child that calls it must die by signal 9 before it can exit on its own.
+// Signal 9 to the thread ends the whole process: the child dies by it before
+// it could exit on its own.
 TEST(Threads, kill_ends_the_process_with_signal_9) {
   const pid_t child = fork();
   ASSERT_GE(child, 0);
@@ -144,7 +122,7 @@ TEST(Threads, kill_ends_the_process_with_signal_9) {
     void *thread = SMThreadStart(&Sleeper, nullptr);
     if (thread == nullptr) _exit(2);
     SMThreadKill(thread);
-    for (int i = 0; i < 500; ++i) usleep(10000);  // the signal lands long before this ends
+    for (int i = 0; i < 500; ++i) usleep(10000);
     _exit(3);
   }
   int status = 0;
