@@ -3,8 +3,9 @@
 #include "frame/modules.h"
 
 #include "codec/crc32.h"
-#include "codec/format.h"
+#include "format/format.h"
 #include "config/registry_file.h"
+#include "net/module.h"
 #include "os/critical_section.h"
 #include "os/library.h"
 
@@ -16,13 +17,14 @@ constexpr ModuleStep kSteps[] = {
     // 1. Product registry: chooses the registry file.
     {"product registry", &config::RegistryAttach, &config::RegistryDetach},
     // 2. Install paths.
-    // 3. Network addresses.
+    // 3. Network addresses: the network functions answer only while it is up.
+    {"network addresses", &net::NetworkAttach, &net::NetworkDetach},
     // 4. IPC layer.
     // 5. Critical sections: the table behind SMCriticalSectionExecute.
     {"critical sections", &os::CriticalSectionAttach, &os::CriticalSectionDetach},
     // 6. Event log.
     // 7. Formatted output: the formatter's mutex.
-    {"formatted output", &codec::FormatAttach, &codec::FormatDetach},
+    {"formatted output", &format::FormatAttach, &format::FormatDetach},
     // 8. Function-table libraries: the shared library table.
     {"function-table libraries", &os::FLibTableAttach, &os::FLibTableDetach},
     // 9. CRC-32 table.

@@ -11,6 +11,7 @@
 #include <map>
 #include <new>
 
+#include "base/memory.h"
 #include "os/mutex_hold.h"
 
 namespace kx::os {
@@ -26,10 +27,18 @@ struct CriticalSectionTable {
   MutexHandle *lock = nullptr;
   // Map nodes do not move, so an entry's mutex stays put while the table
   // lock is released around its use.
-  std::map<CriticalSectionFunction, CriticalSectionEntry> entries;
+  std::map<CriticalSectionFunction, CriticalSectionEntry, std::less<>,
+           base::Allocator<std::pair<const CriticalSectionFunction, CriticalSectionEntry>>>
+      entries;
 };
 
 std::atomic<CriticalSectionTable *> g_table{nullptr};
+
+// Ends a table made in a block of the library's allocation path.
+void DestroyTable(CriticalSectionTable *table) {
+  table->~CriticalSectionTable();
+  base::FreeMem(table);
+}
 
 // Finds or makes function's entry and counts the caller in. Null when the
 // entry cannot be made.
@@ -80,11 +89,12 @@ void CriticalSectionExecute(CriticalSectionFunction function, void *argument, ui
 
 int CriticalSectionAttach() {
   if (g_table.load(std::memory_order_acquire) != nullptr) return 1;
-  auto *table = new (std::nothrow) CriticalSectionTable;
-  if (table == nullptr) return 0;
+  void *block = base::AllocMem(sizeof(CriticalSectionTable));
+  if (block == nullptr) return 0;
+  auto *table = new (block) CriticalSectionTable;
   table->lock = MutexCreate(nullptr);
   if (table->lock == nullptr) {
-    delete table;
+    DestroyTable(table);
     return 0;
   }
   g_table.store(table, std::memory_order_release);
@@ -96,7 +106,7 @@ void CriticalSectionDetach() {
   if (table == nullptr) return;
   for (auto &[function, entry] : table->entries) pthread_mutex_destroy(&entry.lock);
   MutexDestroy(table->lock);
-  delete table;
+  DestroyTable(table);
 }
 
 int32_t CriticalSectionUsers(CriticalSectionFunction function) {

@@ -14,7 +14,7 @@
 #include <string>
 #include <string_view>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "os/mutex_hold.h"
 
 namespace kx::os {
@@ -25,22 +25,34 @@ bool ValidLibrary(const LibraryHandle *library) {
   return library != nullptr && library->kind == kLibraryKind && library->loader != nullptr;
 }
 
+// Text and tables of the shared layer, allocated through the library's
+// allocation path (which throws std::bad_alloc when it refuses).
+using Text = std::basic_string<char, std::char_traits<char>, base::Allocator<char>>;
+template <typename Value>
+using TextMap = std::map<Text, Value, std::less<>, base::Allocator<std::pair<const Text, Value>>>;
+
 struct SharedLibrary {
   LibraryHandle *library = nullptr;
-  std::set<std::string, std::less<>> users;
+  std::set<Text, std::less<>, base::Allocator<Text>> users;
   // Counts links and unlinks rather than names: unlinking a name that never
   // linked still takes it down by one.
   int32_t user_count = 0;
-  std::map<std::string, void *, std::less<>> functions;
+  TextMap<void *> functions;
 };
 
 struct SharedLibraryTable {
   MutexHandle *lock = nullptr;
   // Transparent ordering: look-ups by a caller's text copy nothing.
-  std::map<std::string, SharedLibrary, std::less<>> libraries;
+  TextMap<SharedLibrary> libraries;
 };
 
 std::atomic<SharedLibraryTable *> g_table{nullptr};
+
+// Ends a table made in a block of the library's allocation path.
+void DestroyTable(SharedLibraryTable *table) {
+  table->~SharedLibraryTable();
+  base::FreeMem(table);
+}
 
 // Finds path's entry, loading the library and linking user as its first user
 // when there is none. Null when the library cannot be loaded or recorded.
@@ -81,15 +93,14 @@ void Release(SharedLibrary &shared) {
 LibraryHandle *LibLoad(const char *path) {
   if (path == nullptr) return nullptr;
   const size_t path_size = std::strlen(path) + 1;
-  auto *library = static_cast<LibraryHandle *>(
-      frame::AllocMem(static_cast<uint32_t>(sizeof(LibraryHandle) + path_size)));
+  auto *library = static_cast<LibraryHandle *>(base::AllocMem(sizeof(LibraryHandle) + path_size));
   if (library == nullptr) return nullptr;
   library->kind = kLibraryKind;
   library->path = reinterpret_cast<char *>(library + 1);
   std::memcpy(library->path, path, path_size);
   library->loader = dlopen(path, RTLD_NOW);
   if (library->loader == nullptr) {
-    frame::FreeMem(library);
+    base::FreeMem(library);
     return nullptr;
   }
   return library;
@@ -99,7 +110,7 @@ Status LibUnLoad(LibraryHandle *library) {
   if (library == nullptr) return Status::kInvalidParameter;
   if (!ValidLibrary(library)) return Status::kOsFailure;
   if (dlclose(library->loader) != 0) return Status::kError;
-  frame::FreeMem(library);
+  base::FreeMem(library);
   return Status::kSuccess;
 }
 
@@ -159,11 +170,12 @@ Status FLibUnLoad(const char *user, const char *path) {
 
 int FLibTableAttach() {
   if (g_table.load(std::memory_order_acquire) != nullptr) return 1;
-  auto *table = new (std::nothrow) SharedLibraryTable;
-  if (table == nullptr) return 0;
+  void *block = base::AllocMem(sizeof(SharedLibraryTable));
+  if (block == nullptr) return 0;
+  auto *table = new (block) SharedLibraryTable;
   table->lock = MutexCreate(nullptr);
   if (table->lock == nullptr) {
-    delete table;
+    DestroyTable(table);
     return 0;
   }
   g_table.store(table, std::memory_order_release);
@@ -175,7 +187,7 @@ void FLibTableDetach() {
   if (table == nullptr) return;
   for (auto &[path, shared] : table->libraries) Release(shared);
   MutexDestroy(table->lock);
-  delete table;
+  DestroyTable(table);
 }
 
 int32_t FLibUserCount(const char *path) {

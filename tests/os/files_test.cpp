@@ -144,19 +144,20 @@ TEST(Files, directories_sizes_and_deletion) {
     std::string path;
     SMStatus status;
     uint32_t size;
-  } sizes[] = {{file, 0, 8193},
+  } sizes[] = {{file, SM_STATUS_SUCCESS, 8193},
                {dir / "missing", SM_STATUS_NOT_FOUND, 0},
                {dir.path(), SM_STATUS_NOT_FOUND, 0},
-               {huge ? dir / "huge" : file, huge ? SM_STATUS_OVERFLOW : 0, huge ? 0 : 8193u}};
+               {huge ? dir / "huge" : file, huge ? SM_STATUS_OVERFLOW : SM_STATUS_SUCCESS,
+                huge ? 0 : 8193u}};
   for (const auto &s : sizes) {
     uint32_t got = 12345;
     EXPECT_EQ(SMGetSizeOfFile(s.path.c_str(), &got), s.status) << s.path;
     EXPECT_EQ(got, s.size) << s.path;
   }
   uint32_t got = 12345;
-  EXPECT_EQ(SMGetSizeOfFile(nullptr, &got), 271u);
+  EXPECT_EQ(SMGetSizeOfFile(nullptr, &got), SM_STATUS_INVALID_PARAMETER);
   EXPECT_EQ(got, 0u);
-  EXPECT_EQ(SMGetSizeOfFile(file.c_str(), nullptr), 271u);
+  EXPECT_EQ(SMGetSizeOfFile(file.c_str(), nullptr), SM_STATUS_INVALID_PARAMETER);
 }
 
 }  // namespace

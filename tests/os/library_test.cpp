@@ -71,12 +71,12 @@ TEST(Library, plain_layer) {
 
   kx::os::LibraryHandle other{1, nullptr, nullptr}, unloaded{0, nullptr, nullptr};
   int marker = 0;
-  EXPECT_EQ(SMLibUnLoad(nullptr), 271u);
-  EXPECT_EQ(SMLibUnLoad(&other), 257u);
-  EXPECT_EQ(SMLibUnLoad(&unloaded), 257u);
-  EXPECT_EQ(SMLibUnLinkFromExportFN(&other, &marker), 257u);
-  EXPECT_EQ(SMLibUnLinkFromExportFN(nullptr, &marker), 271u);
-  EXPECT_EQ(SMLibUnLinkFromExportFN(&unloaded, nullptr), 271u);
+  EXPECT_EQ(SMLibUnLoad(nullptr), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMLibUnLoad(&other), SM_STATUS_OS_FAILURE);
+  EXPECT_EQ(SMLibUnLoad(&unloaded), SM_STATUS_OS_FAILURE);
+  EXPECT_EQ(SMLibUnLinkFromExportFN(&other, &marker), SM_STATUS_OS_FAILURE);
+  EXPECT_EQ(SMLibUnLinkFromExportFN(nullptr, &marker), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMLibUnLinkFromExportFN(&unloaded, nullptr), SM_STATUS_INVALID_PARAMETER);
   EXPECT_EQ(SMLibLinkToExportFN(&other, "KxTestAnswer"), nullptr);
   EXPECT_EQ(SMLibLinkToExportFN(nullptr, "KxTestAnswer"), nullptr);
 }
@@ -129,8 +129,8 @@ TEST_F(SharedLibrary, failures_and_what_they_leave) {
   EXPECT_EQ(SMFLibLinkToExportFN(nullptr, kTable, "KxTestAnswer"), nullptr);
   EXPECT_EQ(SMFLibLinkToExportFN("alpha", nullptr, "KxTestAnswer"), nullptr);
   EXPECT_EQ(kx::os::FLibUserCount(kTable), -1);
-  EXPECT_EQ(SMFLibUnLoad(nullptr, kTable), 271u);
-  EXPECT_EQ(SMFLibUnLoad("alpha", nullptr), 271u);
+  EXPECT_EQ(SMFLibUnLoad(nullptr, kTable), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMFLibUnLoad("alpha", nullptr), SM_STATUS_INVALID_PARAMETER);
 }
 
 TEST_F(SharedLibrary, detach_unloads_every_library) {

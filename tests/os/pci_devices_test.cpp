@@ -62,23 +62,28 @@ void Check(const std::string &path, const Query &q) {
 
 TEST(PciDevices, sample_answers_with_each_line_ending) {
   const Query queries[] = {
-      {0x8086, 0x1533, 0x8086, 0x0002, 0, "Intel Corporation", "Ethernet Server Adapter I210-T1"},
-      {0x8086, 0x1533, 0x103C, 0x0003, 0, "Intel Corporation", "Ethernet 1Gb 1-port 332i"},
+      {0x8086, 0x1533, 0x8086, 0x0002, SM_STATUS_SUCCESS, "Intel Corporation",
+       "Ethernet Server Adapter I210-T1"},
+      {0x8086, 0x1533, 0x103C, 0x0003, SM_STATUS_SUCCESS, "Intel Corporation",
+       "Ethernet 1Gb 1-port 332i"},
       // A matching subsystem vendor alone: its own name replaces the device's.
-      {0x8086, 0x1533, 0x103C, 0x0001, 0, "Intel Corporation", "Hewlett-Packard"},
-      {0x8086, 0x1533, 0x1234, 0x0001, 0, "Intel Corporation", "I210 Gigabit Network Connection"},
-      {0x8086, 0x10FB, 0x8086, 0x0001, 0, "Intel Corporation",
+      {0x8086, 0x1533, 0x103C, 0x0001, SM_STATUS_SUCCESS, "Intel Corporation", "Hewlett-Packard"},
+      {0x8086, 0x1533, 0x1234, 0x0001, SM_STATUS_SUCCESS, "Intel Corporation",
+       "I210 Gigabit Network Connection"},
+      {0x8086, 0x10FB, 0x8086, 0x0001, SM_STATUS_SUCCESS, "Intel Corporation",
        "82599ES 10-Gigabit SFI/SFP+ Network Connection"},
-      {0x14E4, 0x1657, 0, 0, 0, "Broadcom Inc.", "NetXtreme BCM5719 Gigabit Ethernet PCIe"},
-      {0x10DE, 0x1DB6, 0, 0, 0, "NVIDIA Corporation ", "GV100GL [Tesla V100 PCIe 32GB]"},
+      {0x14E4, 0x1657, 0, 0, SM_STATUS_SUCCESS, "Broadcom Inc.",
+       "NetXtreme BCM5719 Gigabit Ethernet PCIe"},
+      {0x10DE, 0x1DB6, 0, 0, SM_STATUS_SUCCESS, "NVIDIA Corporation ",
+       "GV100GL [Tesla V100 PCIe 32GB]"},
       // The found vendor's block ends at the next vendor record.
       {0x8086, 0x9999, 0, 0, SM_STATUS_NOT_FOUND, "Intel Corporation", ""},
       {0x14E4, 0x1533, 0x8086, 0x0002, SM_STATUS_NOT_FOUND, "Broadcom Inc.", ""},
       {0x1234, 0x1533, 0, 0, SM_STATUS_NOT_FOUND, "", ""},
       {0x18086, 0x1533, 0, 0, SM_STATUS_NOT_FOUND, "", ""},  // compared in full
       // Names cut to their buffers.
-      {0x8086, 0x1533, 0x8086, 0x0002, 0, "Intel", "Ether", 6},
-      {0x8086, 0x1533, 0x8086, 0x0002, 0, "", "", 1},
+      {0x8086, 0x1533, 0x8086, 0x0002, SM_STATUS_SUCCESS, "Intel", "Ether", 6},
+      {0x8086, 0x1533, 0x8086, 0x0002, SM_STATUS_SUCCESS, "", "", 1},
   };
   TempDir dir;
   ASSERT_TRUE(dir.ok());
@@ -104,20 +109,24 @@ TEST(PciDevices, one_rule_per_file) {
   } cases[] = {
       // Too few fields (a truncated last line), unknown types, runs of tabs.
       {"V\t8086\tIntel\nVendor\t1533\tno type\n\tD\t\t1533\t\tTabs\nwords\nD\t1539",
-       {0x8086, 0x1533, 0, 0, 0, "Intel", "Tabs"}},
-      {"V\t8086\tIntel\nD\t1533\tTabs\nD\t1539", {0x8086, 0x1539, 0, 0, 7, "Intel", ""}},
+       {0x8086, 0x1533, 0, 0, SM_STATUS_SUCCESS, "Intel", "Tabs"}},
+      {"V\t8086\tIntel\nD\t1533\tTabs\nD\t1539",
+       {0x8086, 0x1539, 0, 0, SM_STATUS_NOT_FOUND, "Intel", ""}},
       // A vendor record forgets the device and subsystem vendor before it.
       {"V\t1111\tA\nD\t2222\tA dev\nV\t3333\tB\nO\t4444\tStray\nS\t5555\tStray\n",
-       {0x3333, 0x2222, 0x4444, 0x5555, 7, "B", ""}},
+       {0x3333, 0x2222, 0x4444, 0x5555, SM_STATUS_NOT_FOUND, "B", ""}},
       {"V\t1111\tA\nD\t2222\tA dev\nO\t4444\tA sub\nV\t3333\tB\nD\t2222\tB dev\nS\t5555\tStray\n",
-       {0x3333, 0x2222, 0x4444, 0x5555, 0, "B", "B dev"}},
+       {0x3333, 0x2222, 0x4444, 0x5555, SM_STATUS_SUCCESS, "B", "B dev"}},
       // IDs read as "%04X": a 0x prefix, blanks, at most four characters, a sign.
-      {"V\t0x12\tPrefixed\nD\t  abcd\tBlanks\n", {0x12, 0xABCD, 0, 0, 0, "Prefixed", "Blanks"}},
-      {"V\t123456\tWide\nD\t-1\tNegative\n", {0x1234, 0xFFFF, 0, 0, 0, "Wide", "Negative"}},
-      {"V\tzz\tNo digits\nD\t12zz\tJunk\n", {0, 0x12, 0, 0, 0, "No digits", "Junk"}},
+      {"V\t0x12\tPrefixed\nD\t  abcd\tBlanks\n",
+       {0x12, 0xABCD, 0, 0, SM_STATUS_SUCCESS, "Prefixed", "Blanks"}},
+      {"V\t123456\tWide\nD\t-1\tNegative\n",
+       {0x1234, 0xFFFF, 0, 0, SM_STATUS_SUCCESS, "Wide", "Negative"}},
+      {"V\tzz\tNo digits\nD\t12zz\tJunk\n",
+       {0, 0x12, 0, 0, SM_STATUS_SUCCESS, "No digits", "Junk"}},
       // Comments, and a NUL that ends the line early.
-      {"; V\t1\tgone\nV\t1\t;gone\nV\t1\tA\nD\t2\tB", {1, 2, 0, 0, 0, "A", "B"}},
-      {std::string("V\t1\tNa\0me\nD\t2\tB\n", 17), {1, 2, 0, 0, 0, "Na", "B"}},
+      {"; V\t1\tgone\nV\t1\t;gone\nV\t1\tA\nD\t2\tB", {1, 2, 0, 0, SM_STATUS_SUCCESS, "A", "B"}},
+      {std::string("V\t1\tNa\0me\nD\t2\tB\n", 17), {1, 2, 0, 0, SM_STATUS_SUCCESS, "Na", "B"}},
       // A line is read in pieces of 8450 bytes: the rest is a line of its own.
       {head + long_name + "D\t2222\tHidden in the tail\n",
        {0x1111, 0x2222, 0, 0, 0, long_name, "Hidden in the tail", 9000}},
@@ -149,7 +158,7 @@ TEST(PciDevices, argument_checks_clear_both_sizes) {
     EXPECT_EQ(SMReadPCIDevFile(1, 2, 0, 0, r.path, r.vendor ? vendor : nullptr,
                                r.vendor_size ? &vendor_size : nullptr, r.device ? device : nullptr,
                                r.device_size ? &device_size : nullptr),
-              271u);
+              SM_STATUS_INVALID_PARAMETER);
     EXPECT_EQ(vendor_size, r.vendor_size ? 0u : r.vendor_in);  // untouched when not given
     EXPECT_EQ(device_size, r.device_size ? 0u : r.device_in);
   }

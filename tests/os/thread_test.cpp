@@ -103,10 +103,10 @@ TEST(Threads, a_thread_cannot_stop_itself) {
 
 TEST(Threads, null_arguments) {
   EXPECT_EQ(SMThreadStart(nullptr, nullptr), nullptr);
-  EXPECT_EQ(SMThreadStartAndRelease(nullptr, nullptr), 271u);
-  EXPECT_EQ(SMThreadStop(nullptr), 271u);
-  EXPECT_EQ(SMThreadKill(nullptr), 271u);
-  EXPECT_EQ(SMThreadSetName(nullptr), 271u);
+  EXPECT_EQ(SMThreadStartAndRelease(nullptr, nullptr), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMThreadStop(nullptr), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMThreadKill(nullptr), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMThreadSetName(nullptr), SM_STATUS_INVALID_PARAMETER);
 }
 
 void *Sleeper(void *) {

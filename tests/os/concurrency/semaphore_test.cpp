@@ -24,7 +24,8 @@ TEST(Semaphore, counts_limits_and_handles) {
   EXPECT_EQ(SMSemaphoreRelease(semaphore, 1, &previous), SM_STATUS_SUCCESS);
   EXPECT_EQ(previous, 32767);
   for (int32_t count : {0, -1, 32768, INT32_MAX}) {
-    EXPECT_EQ(SMSemaphoreRelease(semaphore, count, &previous), 271u) << count;
+    EXPECT_EQ(SMSemaphoreRelease(semaphore, count, &previous), SM_STATUS_INVALID_PARAMETER)
+        << count;
   }
   EXPECT_EQ(SMSemaphoreRelease(semaphore, 32767, &previous), SM_STATUS_SUCCESS);
   EXPECT_EQ(previous, 32768);  // nothing changed by the refused releases
@@ -37,16 +38,17 @@ TEST(Semaphore, counts_limits_and_handles) {
   // Null handles, and a mutex's handle (kind 1) in place of a semaphore's.
   void *mutex = SMMutexCreate(nullptr);
   ASSERT_NE(mutex, nullptr);
-  EXPECT_EQ(SMSemaphoreAcquireWait(nullptr, SM_WAIT_FOREVER), 271u);
-  EXPECT_EQ(SMSemaphoreRelease(nullptr, 1, nullptr), 271u);
-  EXPECT_EQ(SMSemaphoreAcquireWait(mutex, 0), 257u);
-  EXPECT_EQ(SMSemaphoreRelease(mutex, 1, nullptr), 257u);
-  EXPECT_EQ(SMSemaphoreRelease(mutex, 0, nullptr), 271u);  // the count is checked first
-  SMSemaphoreDestroy(mutex);                               // not a semaphore: left alone
+  EXPECT_EQ(SMSemaphoreAcquireWait(nullptr, SM_WAIT_FOREVER), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMSemaphoreRelease(nullptr, 1, nullptr), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMSemaphoreAcquireWait(mutex, 0), SM_STATUS_OS_FAILURE);
+  EXPECT_EQ(SMSemaphoreRelease(mutex, 1, nullptr), SM_STATUS_OS_FAILURE);
+  EXPECT_EQ(SMSemaphoreRelease(mutex, 0, nullptr),
+            SM_STATUS_INVALID_PARAMETER);  // the count is checked first
+  SMSemaphoreDestroy(mutex);               // not a semaphore: left alone
   SMSemaphoreDestroy(nullptr);
   EXPECT_EQ(SMMutexLock(mutex, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(SMMutexUnLock(mutex), SM_STATUS_SUCCESS);
-  EXPECT_EQ(SMMutexLock(semaphore, 0), 257u);
+  EXPECT_EQ(SMMutexLock(semaphore, 0), SM_STATUS_OS_FAILURE);
   SMMutexDestroy(mutex);
   SMSemaphoreDestroy(semaphore);
 }
@@ -89,7 +91,8 @@ TEST(Semaphore, producers_and_consumers_balance) {
   for (int p = 0; p < kProducers; ++p) {
     threads.emplace_back([&] {
       for (int b = 0; b < kBatches; ++b) {
-        if (SMSemaphoreRelease(semaphore, kBatch, nullptr) != 0) failures.fetch_add(1);
+        if (SMSemaphoreRelease(semaphore, kBatch, nullptr) != SM_STATUS_SUCCESS)
+          failures.fetch_add(1);
       }
     });
   }
