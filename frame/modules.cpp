@@ -6,6 +6,8 @@
 #include "config/registry.h"
 #include "format/format.h"
 #include "net/module.h"
+#include "os/critical_section.h"
+#include "os/library.h"
 
 namespace kx::frame {
 
@@ -19,11 +21,13 @@ constexpr ModuleStep kSteps[] = {
     // 3. Network addresses: the network functions answer only while it is up.
     {"network addresses", &net::NetworkAttach, &net::NetworkDetach},
     // 4. IPC layer.
-    // 5. Critical sections.
+    // 5. Critical sections: the table behind SMCriticalSectionExecute.
+    {"critical sections", &os::CriticalSectionAttach, &os::CriticalSectionDetach},
     // 6. Event log.
     // 7. Formatted output: the formatter's mutex.
     {"formatted output", &format::FormatAttach, &format::FormatDetach},
-    // 8. Function-table libraries.
+    // 8. Function-table libraries: the shared library table.
+    {"function-table libraries", &os::FLibTableAttach, &os::FLibTableDetach},
     // 9. CRC-32 table.
     {"CRC-32 table", &codec::Crc32TableAttach, &codec::Crc32TableDetach},
 };
