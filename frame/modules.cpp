@@ -5,6 +5,7 @@
 #include "codec/crc32.h"
 #include "codec/format.h"
 #include "config/registry.h"
+#include "log/max_size.h"
 
 namespace kx::frame {
 
@@ -18,7 +19,8 @@ constexpr ModuleStep kSteps[] = {
     // 3. Network addresses.
     // 4. IPC layer.
     // 5. Critical sections.
-    // 6. Event log.
+    // 6. Event log: the maximum-size table's mutex.
+    {"event log", &log::EventLogAttach, &log::EventLogDetach},
     // 7. Formatted output: the formatter's mutex.
     {"formatted output", &codec::FormatAttach, &codec::FormatDetach},
     // 8. Function-table libraries.

@@ -20,6 +20,9 @@ inline constexpr uint16_t kEventInformation = 4;
 inline constexpr uint16_t kEventAuditSuccess = 8;
 inline constexpr uint16_t kEventAuditFailure = 16;
 
+// Largest data block of an event, in bytes.
+inline constexpr uint32_t kLogDataLimit = 32768;
+
 // The category of the library's own entries ("Core Broker").
 inline constexpr uint16_t kCategoryCoreBroker = 1;
 

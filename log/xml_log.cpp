@@ -1,0 +1,229 @@
+// The XML event log: the LogEntry element built with the XML generation
+// buffer, the backward search for the closing tag, and the append and clear
+// of one file.
+//
+// The new element and the closing tag go out in one pwrite() at the offset of
+// the old closing tag, under the file lock. A writer killed before that call
+// leaves the old document, one killed after it the new one: the file never
+// lacks its closing tag at a system-call boundary. Splitting the write (tag
+// first, element later, or the reverse) would instead open a window between
+// two calls in which the file holds two closing tags or none, and the next
+// append's backward search would then build on the damage. Within the one
+// call the kernel copies page by page and acts on SIGKILL only between pages,
+// so the remaining exposure is a kill landing inside the copy of an element
+// that spans a page boundary.
+#include "log/xml_log.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+#include <vector>
+
+#include "frame/memory.h"
+#include "log/event_types.h"
+#include "log/log_file.h"
+#include "log/max_size.h"
+#include "text/xgbuf.h"
+#include "text/xlt.h"
+
+namespace kx::log {
+
+namespace {
+
+constexpr uint32_t kEntryCapacity = 2048;
+constexpr uint32_t kHostRoom = 256;
+// The XML buffer's value type for a pointer to UTF-8 text, in its link form.
+constexpr uint32_t kLinkValue = 50;
+
+// Owns a generation buffer.
+struct XmlBufferOwner {
+  text::XmlBuffer *buffer;
+  ~XmlBufferOwner() { text::XmlFree(buffer); }
+};
+
+// Appends one child element; false when its value could not be written (the
+// element would be left open).
+bool Child(text::XmlBuffer *buffer, const char *name, const void *value, uint32_t size,
+           uint32_t type, const SMXGBufFormat *format, Status *status) {
+  const uint32_t result = text::XmlNode(buffer, name, nullptr, value, size, type, format);
+  if (result == SM_STATUS_SUCCESS) return true;
+  *status = FromC(result);
+  return false;
+}
+
+bool TextFits(const char *text, uint32_t limit) {
+  if (text == nullptr) return true;
+  const size_t length = std::strlen(text);
+  return length >= 1 && length <= limit;
+}
+
+bool ReadWhole(int fd, char *bytes, size_t count, off_t offset) {
+  while (count > 0) {
+    const ssize_t n = pread(fd, bytes, count, offset);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    bytes += n;
+    count -= static_cast<size_t>(n);
+    offset += n;
+  }
+  return true;
+}
+
+// The offset of the last "</EventLog>" that starts at or after byte 38,
+// searching backwards from (size - 11); -1 when there is none. Reads the tail
+// in blocks, which finds the same position as comparing 11 bytes at each
+// offset in turn.
+off_t FindClosingTag(int fd, off_t size) {
+  constexpr off_t kBlock = 65536;
+  std::vector<char> block(kBlock);
+  off_t top = size - kEventLogCloseSize;  // highest candidate
+  while (top >= static_cast<off_t>(kXmlLogPreambleSize)) {
+    const off_t low = std::max<off_t>(kXmlLogPreambleSize, top - (kBlock - kEventLogCloseSize) + 1);
+    if (!ReadWhole(fd, block.data(), static_cast<size_t>(top - low + kEventLogCloseSize), low)) {
+      return -1;
+    }
+    for (off_t p = top; p >= low; --p) {
+      if (std::memcmp(block.data() + (p - low), kEventLogClose, kEventLogCloseSize) == 0) return p;
+    }
+    top = low - 1;
+  }
+  return -1;
+}
+
+// Writes `element` into the open XML log: a new document when the file is
+// shorter than the declaration, else in front of the closing tag.
+Status InsertElement(int fd, const std::string &element) {
+  struct stat facts {};
+  if (fstat(fd, &facts) != 0) return Status::kError;
+  std::string bytes;
+  off_t offset = 0;
+  if (facts.st_size < static_cast<off_t>(kXmlLogPreambleSize)) {
+    bytes.append(text::kXmlDeclaration).append(kEventLogOpen);
+  } else {
+    offset = FindClosingTag(fd, facts.st_size);
+    if (offset < 0) return Status::kOsFailure;
+  }
+  bytes.append(element).append(kEventLogClose);
+  return WriteWhole(fd, bytes.data(), bytes.size(), offset) ? Status::kSuccess
+                                                            : Status::kWriteFailed;
+}
+
+Status WriteElement(const char *path, const std::string &element) {
+  LogFileLock lock(path);
+  if (!lock.ok()) return Status::kNoMemory;
+  ReachStep(AppendStep::kLocked, path);
+  const mode_t mode = PermissionOf(path);
+  int fd = open(path, O_RDWR | O_CLOEXEC);
+  if (fd < 0) fd = open(path, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, kLogFileMode);
+  if (fd < 0) return Status::kError;
+  struct stat facts {};
+  if (fstat(fd, &facts) == 0 && (facts.st_mode & 07777) != mode) (void)fchmod(fd, mode);
+  ReachStep(AppendStep::kOpened, path);
+  const Status status = InsertElement(fd, element);
+  if (Ok(status)) ReachStep(AppendStep::kWritten, path);
+  close(fd);
+  return status;
+}
+
+}  // namespace
+
+Status BuildLogEntry(const XmlEvent &event, int64_t when, const char *host, std::string *element) {
+  const char *category = CategoryName(event.category);
+  if (category == nullptr) return Status::kError;
+  XmlBufferOwner owner{text::XmlAlloc(kEntryCapacity, 0)};
+  text::XmlBuffer *buffer = owner.buffer;
+  if (buffer == nullptr) return Status::kError;
+
+  // Texts are escaped once so that any text leaves the document well formed;
+  // the data is written as a list of "0x%02X," bytes.
+  const SMXGBufFormat escaped{0, 0, 1};
+  const SMXGBufFormat byte_list{static_cast<uint16_t>(text::kXltSelectHex), 0, 0};
+  const auto stamp = static_cast<uint32_t>(when);
+  const char *link = event.link;
+  const void *data = event.data_size > 0 ? event.data : nullptr;
+  Status status = Status::kSuccess;
+  (void)text::XmlBeginNode(buffer, "LogEntry", nullptr);
+  const bool built =
+      Child(buffer, "TimeStamp", &when, sizeof when, text::kXltInt64, nullptr, &status) &&
+      Child(buffer, "DateTime", &stamp, sizeof stamp, text::kXltTime, nullptr, &status) &&
+      Child(buffer, "ComputerName", host, 0, text::kXltUtf8, &escaped, &status) &&
+      Child(buffer, "Type", &event.type, sizeof event.type, text::kXltUInt16, nullptr, &status) &&
+      Child(buffer, "ID", &event.event_id, sizeof event.event_id, text::kXltUInt32, nullptr,
+            &status) &&
+      Child(buffer, "Link", &link, sizeof link, kLinkValue, &escaped, &status) &&
+      Child(buffer, "UserInfo", event.user_info, 0, text::kXltUtf8, &escaped, &status) &&
+      Child(buffer, "Source", event.source, 0, text::kXltUtf8, &escaped, &status) &&
+      Child(buffer, "Category", category, 0, text::kXltUtf8, &escaped, &status) &&
+      Child(buffer, "Description", event.description, 0, text::kXltUtf8, &escaped, &status) &&
+      Child(buffer, "Data", data, event.data_size, text::kXltUcs2, &byte_list, &status);
+  if (!built) return status;
+  (void)text::XmlEndNode(buffer, "LogEntry");
+  try {
+    element->assign(buffer->text, buffer->length);
+  } catch (...) {
+    return Status::kNoMemory;
+  }
+  return Status::kSuccess;
+}
+
+Status AppendToXMLLog(const char *path, const XmlEvent &event, uint32_t max_size) {
+  if (path == nullptr) return Status::kInvalidArgs;
+  if (event.data_size > kLogDataLimit || (event.data_size > 0 && event.data == nullptr)) {
+    return Status::kInvalidArgs;
+  }
+  if (!TextFits(event.user_info, kXmlTextLimit) || !TextFits(event.source, kXmlTextLimit) ||
+      !TextFits(event.description, kXmlDescriptionLimit)) {
+    return Status::kInvalidArgs;
+  }
+  if (!MakeLogDirectory(path)) return Status::kError;
+  auto *host = static_cast<char *>(frame::AllocMem(kHostRoom));
+  if (host == nullptr) return Status::kNoMemory;
+  if (gethostname(host, kHostRoom) != 0) host[0] = 0;
+  host[kHostRoom - 1] = 0;
+  std::string element;
+  Status status = Status::kNoMemory;
+  try {
+    status = BuildLogEntry(event, time(nullptr), host, &element);
+  } catch (...) {
+  }
+  frame::FreeMem(host);
+  if (!Ok(status)) return status;
+
+  if (RotateIfFull(path, element.size(), max_size)) {
+    const XmlEvent notice{kEventInformation,
+                          kCategoryCoreBroker,
+                          1,
+                          event.user_info,
+                          event.source,
+                          "Log backup created",
+                          nullptr,
+                          nullptr,
+                          0};
+    (void)AppendToXMLLog(path, notice, max_size);
+  }
+  return WriteElement(path, element);
+}
+
+Status ClearXMLLog(const char *path, uint16_t category, const char *user_info, const char *source) {
+  if (path == nullptr) return Status::kInvalidArgs;
+  {
+    LogFileLock lock(path);
+    if (!lock.ok()) return Status::kNoMemory;
+    (void)unlink(path);
+  }
+  const XmlEvent notice{kEventInformation, category,        0,       user_info, source,
+                        "Log was cleared", kClearEntryLink, nullptr, 0};
+  return AppendToXMLLog(path, notice, kDefaultLogMaxSize);
+}
+
+Status ForceXMLLogExists(const char *path) {
+  if (path != nullptr) (void)FileSizeOf(path);
+  return Status::kSuccess;
+}
+
+}  // namespace kx::log
