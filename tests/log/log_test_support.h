@@ -26,6 +26,8 @@ class LogSandbox {
   std::string LogDir() const { return dir() + "/logs"; }
   std::string TextLog() const { return LogDir() + "/log/kxsys32.log"; }
   std::string XmlLog() const { return LogDir() + "/log/kxsys32.xml"; }
+  // Unloads and loads the library again; true when it attached.
+  bool Reload() const { return sandbox_.Reload(); }
 
  private:
   kxtest::Sandbox sandbox_;

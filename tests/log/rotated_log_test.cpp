@@ -1,0 +1,145 @@
+// Rotated logs: prefixes, the rotation threshold, generation shifting,
+// deletion and permissions, each against the files left in a temp directory.
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <regex>
+
+#include "kxsupt/log.h"
+#include "log/rotated_log.h"
+#include "log_test_support.h"
+
+namespace {
+
+using logtest::Exists;
+using logtest::ReadFile;
+using logtest::WriteFile;
+
+class RotatedLogTest : public ::testing::Test {
+ protected:
+  RotatedLogTest() {
+    char pattern[] = "/tmp/kxsupt-rotated-XXXXXX";
+    if (mkdtemp(pattern) != nullptr) dir_ = pattern;
+    path_ = dir_ + "/app.log";
+  }
+  ~RotatedLogTest() override { std::filesystem::remove_all(dir_); }
+  std::string Gen(int n) const { return path_ + "." + std::to_string(n); }
+
+  std::string dir_, path_;
+};
+
+TEST_F(RotatedLogTest, options_build_the_prefix_and_suffix) {
+  const std::string ids = "\\[" + std::to_string(getpid()) + ":" +
+                          std::to_string(static_cast<uint64_t>(pthread_self())) + "\\] ";
+  const std::string time = "\\[[A-Z][a-z]{2} [0-9]{2} [0-9]{4} [0-9]{2}:[0-9]{2}:[0-9]{2}\\] ";
+  const struct {
+    uint32_t options;
+    std::string pattern;
+  } rows[] = {
+      {0, "msg"},
+      {4, "msg\n"},
+      {1, time + "msg"},
+      {2, ids + "msg"},
+      {3, time + ids + "msg"},
+      {7, time + ids + "msg\n"},
+      {8, "msg"},  // unknown bits add nothing
+  };
+  for (const auto &row : rows) {
+    std::filesystem::remove(path_);
+    ASSERT_EQ(SMFileLogMsgToRotatedLog("msg", path_.c_str(), 1000, 2, row.options), 0u);
+    EXPECT_TRUE(std::regex_match(ReadFile(path_), std::regex(row.pattern)))
+        << row.options << ": " << ReadFile(path_);
+  }
+}
+
+TEST_F(RotatedLogTest, arguments_and_open_failures) {
+  EXPECT_EQ(SMFileLogMsgToRotatedLog(nullptr, path_.c_str(), 10, 1, 0),
+            SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMFileLogMsgToRotatedLog("m", nullptr, 10, 1, 0), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMFileLogMsgToRotatedLog("m", (dir_ + "/none/x.log").c_str(), 10, 1, 0),
+            SM_STATUS_ERROR);
+  SMFileRotateCheck(nullptr, 1, 1);
+  SMFileDeleteRotated(nullptr, 1, 1);
+}
+
+TEST_F(RotatedLogTest, exactly_the_maximum_stays_and_one_byte_more_rotates) {
+  WriteFile(path_, std::string(100, 'a'));
+  SMFileRotateCheck(path_.c_str(), 100, 2);
+  EXPECT_FALSE(Exists(Gen(1)));
+  WriteFile(path_, std::string(101, 'a'));
+  SMFileRotateCheck(path_.c_str(), 100, 2);
+  EXPECT_EQ(ReadFile(Gen(1)), std::string(101, 'a'));
+  EXPECT_FALSE(Exists(path_));
+}
+
+TEST_F(RotatedLogTest, message_is_written_after_the_check_and_may_pass_the_maximum) {
+  WriteFile(path_, std::string(10, 'a'));
+  ASSERT_EQ(SMFileLogMsgToRotatedLog("0123456789", path_.c_str(), 10, 1, 0), 0u);
+  EXPECT_EQ(ReadFile(path_), std::string(10, 'a') + "0123456789");
+  ASSERT_EQ(SMFileLogMsgToRotatedLog("next", path_.c_str(), 10, 1, 0), 0u);
+  EXPECT_EQ(ReadFile(Gen(1)), std::string(10, 'a') + "0123456789");
+  EXPECT_EQ(ReadFile(path_), "next");
+}
+
+TEST_F(RotatedLogTest, generations_shift_one_step_and_the_oldest_is_replaced) {
+  WriteFile(path_, "current-oversize");
+  WriteFile(Gen(1), "one");
+  WriteFile(Gen(2), "two");
+  WriteFile(Gen(3), "three");
+  SMFileRotateCheck(path_.c_str(), 1, 3);
+  EXPECT_EQ(ReadFile(Gen(1)), "current-oversize");
+  EXPECT_EQ(ReadFile(Gen(2)), "one");
+  EXPECT_EQ(ReadFile(Gen(3)), "two");
+  EXPECT_FALSE(Exists(Gen(4)));
+  EXPECT_FALSE(Exists(path_));
+}
+
+TEST_F(RotatedLogTest, a_missing_middle_generation_shifts_what_exists) {
+  WriteFile(path_, "current");
+  WriteFile(Gen(2), "two");
+  SMFileRotateCheck(path_.c_str(), 1, 3);
+  EXPECT_EQ(ReadFile(Gen(1)), "current");
+  EXPECT_FALSE(Exists(Gen(2)));
+  EXPECT_EQ(ReadFile(Gen(3)), "two");
+}
+
+TEST_F(RotatedLogTest, count_zero_deletes_and_the_message_starts_a_new_file) {
+  WriteFile(path_, std::string(50, 'a'));
+  ASSERT_EQ(SMFileLogMsgToRotatedLog("fresh", path_.c_str(), 10, 0, 4), 0u);
+  EXPECT_EQ(ReadFile(path_), "fresh\n");
+  EXPECT_FALSE(Exists(Gen(1)));
+}
+
+TEST_F(RotatedLogTest, permission_bits_survive_rotation_and_new_files_get_0644) {
+  const mode_t old_mask = umask(0);
+  ASSERT_EQ(SMFileLogMsgToRotatedLog("x", path_.c_str(), 100, 1, 0), 0u);
+  EXPECT_EQ(logtest::ModeOf(path_), 0644u);
+  ASSERT_EQ(chmod(path_.c_str(), 0600), 0);
+  WriteFile(path_, std::string(200, 'a'));
+  ASSERT_EQ(SMFileLogMsgToRotatedLog("y", path_.c_str(), 100, 1, 0), 0u);
+  EXPECT_EQ(ReadFile(path_), "y");
+  EXPECT_EQ(logtest::ModeOf(path_), 0600u);
+  umask(old_mask);
+}
+
+TEST_F(RotatedLogTest, delete_removes_generations_only_with_the_switch) {
+  for (const std::string &file : {path_, Gen(1), Gen(2), Gen(3)}) WriteFile(file, "x");
+  SMFileDeleteRotated(path_.c_str(), 0, 3);
+  EXPECT_FALSE(Exists(path_));
+  EXPECT_TRUE(Exists(Gen(1)) && Exists(Gen(2)) && Exists(Gen(3)));
+  WriteFile(path_, "x");
+  SMFileDeleteRotated(path_.c_str(), 1, 2);  // generation 3 is beyond the count
+  EXPECT_FALSE(Exists(path_) || Exists(Gen(1)) || Exists(Gen(2)));
+  EXPECT_TRUE(Exists(Gen(3)));
+}
+
+TEST(RotatedLogPrefix, is_cut_to_its_buffer) {
+  EXPECT_LT(kx::log::RotatedPrefix(3).size(), 128u);
+  EXPECT_EQ(kx::log::RotatedPrefix(0), "");
+}
+
+}  // namespace
