@@ -3,16 +3,36 @@
 #include "log/log_file.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cstring>
 
 namespace kx::log {
 
 namespace {
 
 std::atomic<const LogTestHooks *> g_hooks{nullptr};
+
+// The journal record: the attribute's name, and its value: the file's size
+// before the write and the write's offset (8 bytes each, little-endian), then
+// the bytes that the write overwrites.
+constexpr char kJournalName[] = "user.kxsupt.append";
+constexpr size_t kJournalHead = 16;
+constexpr size_t kJournalRoom = kJournalHead + 4096;
+
+void PutU64(char *out, uint64_t value) {
+  for (int i = 0; i < 8; ++i) out[i] = static_cast<char>(value >> (8 * i));
+}
+
+uint64_t GetU64(const char *in) {
+  uint64_t value = 0;
+  for (int i = 7; i >= 0; --i) value = (value << 8) | static_cast<unsigned char>(in[i]);
+  return value;
+}
 
 }  // namespace
 
@@ -67,12 +87,72 @@ bool WriteWhole(int fd, const void *bytes, size_t count, off_t offset) {
   return true;
 }
 
+bool ReadWhole(int fd, char *bytes, size_t count, off_t offset) {
+  while (count > 0) {
+    const ssize_t n = pread(fd, bytes, count, offset);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    bytes += n;
+    count -= static_cast<size_t>(n);
+    offset += n;
+  }
+  return true;
+}
+
+void RecoverInterruptedWrite(int fd) {
+  char record[kJournalRoom];
+  const ssize_t n = fgetxattr(fd, kJournalName, record, sizeof record);
+  if (n < 0) return;  // nothing left behind (or no attributes here)
+  if (static_cast<size_t>(n) >= kJournalHead) {
+    const uint64_t old_size = GetU64(record);
+    const uint64_t offset = GetU64(record + 8);
+    const size_t saved = static_cast<size_t>(n) - kJournalHead;
+    if (ftruncate(fd, static_cast<off_t>(old_size)) == 0 && saved > 0) {
+      (void)WriteWhole(fd, record + kJournalHead, saved, static_cast<off_t>(offset));
+    }
+  }
+  (void)fremovexattr(fd, kJournalName);
+}
+
+bool JournaledWrite(int fd, const char *path, const void *bytes, size_t count, off_t offset,
+                    uint64_t old_size) {
+  const uint64_t at = offset < 0 ? old_size : static_cast<uint64_t>(offset);
+  const size_t saved = old_size > at ? static_cast<size_t>(old_size - at) : 0;
+  bool journaled = false;
+  if (kJournalHead + saved <= kJournalRoom) {
+    char record[kJournalRoom];
+    PutU64(record, old_size);
+    PutU64(record + 8, at);
+    if (saved == 0 || ReadWhole(fd, record + kJournalHead, saved, static_cast<off_t>(at))) {
+      journaled = fsetxattr(fd, kJournalName, record, kJournalHead + saved, 0) == 0;
+    }
+  }
+  const LogTestHooks *hooks = g_hooks.load();
+  if (hooks != nullptr && hooks->tear_writes && count >= 4) {
+    // Half of the bytes, at an even count so that UTF-16 stays aligned.
+    const size_t half = count / 4 * 2;
+    if (!WriteWhole(fd, bytes, half, offset)) return false;
+    ReachStep(AppendStep::kTorn, path);
+    bytes = static_cast<const char *>(bytes) + half;
+    count -= half;
+    if (offset >= 0) offset += static_cast<off_t>(half);
+  }
+  if (!WriteWhole(fd, bytes, count, offset)) return false;
+  if (journaled) (void)fremovexattr(fd, kJournalName);
+  return true;
+}
+
 bool RotateIfFull(const char *path, uint64_t estimate, uint32_t max_size) {
   if (FileSizeOf(path) + estimate < max_size) return false;
   LogFileLock lock(path);
   if (!lock.ok()) return false;
   // Another appender may have rotated while this one waited for the lock.
   if (FileSizeOf(path) + estimate < max_size) return false;
+  // A write cut short in the full log is undone before the log is kept aside.
+  if (const int fd = open(path, O_RDWR | O_CLOEXEC); fd >= 0) {
+    RecoverInterruptedWrite(fd);
+    close(fd);
+  }
   const std::string backup = BackupName(path);
   if (const LogTestHooks *hooks = g_hooks.load(); hooks != nullptr && hooks->before_backup_delete) {
     if (access(backup.c_str(), F_OK) == 0) hooks->before_backup_delete(backup.c_str());

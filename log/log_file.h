@@ -1,8 +1,9 @@
 // File plumbing shared by the text and XML event logs: the cross-process write
-// lock on a log's path, the backup name and the backup rotation (with its size
-// check repeated under the lock), directory creation, permission restoring,
-// whole writes, and the seams through which tests stop an append at a chosen
-// step or watch a backup before it is deleted.
+// lock on a log's path, the append journal that undoes a write cut short by a
+// killed writer, the backup name and the backup rotation (with its size check
+// repeated under the lock), directory creation, permission restoring, whole
+// writes, and the seams through which tests stop an append at a chosen step
+// or watch a backup before it is deleted.
 #pragma once
 
 #include <sys/types.h>
@@ -53,6 +54,29 @@ bool MakeLogDirectory(const char *path);
 // and the file was opened for appending), retrying interrupted and partial
 // writes; false on any failure.
 bool WriteWhole(int fd, const void *bytes, size_t count, off_t offset);
+// Reads exactly `count` bytes at `offset`; false on failure or end of file.
+bool ReadWhole(int fd, char *bytes, size_t count, off_t offset);
+
+// The append journal. A write into a regular file is copied page by page, and
+// a writer killed by SIGKILL in the middle of the copy leaves the pages copied
+// so far: a record cut at a page boundary, or an XML log whose closing tag has
+// been overwritten by the first part of an element. So before writing, the
+// writer records on the log itself (an extended attribute) the file's size
+// and the bytes it is about to overwrite, and removes that record once the
+// write is complete. The next writer, holding the lock, finds a record left
+// behind and puts the file back as it was before the cut write. Where the file
+// system keeps no extended attributes the write goes ahead unjournaled.
+//
+// Undoes the write that a killed writer left unfinished, if any. The caller
+// holds the log's lock and opened the file for writing.
+void RecoverInterruptedWrite(int fd);
+// Writes `count` bytes at `offset` (negative: the end of a file opened for
+// appending) under the journal. `old_size` is the file's size now. Bytes of
+// the file from `offset` up to `old_size` are saved first (at most 4 KiB;
+// more is written unjournaled). `path` names the log for the test seams.
+// False on a failed write.
+bool JournaledWrite(int fd, const char *path, const void *bytes, size_t count, off_t offset,
+                    uint64_t old_size);
 
 // The size check and backup rotation of an append whose record is estimated
 // at `estimate` bytes: when the log's size plus the estimate reaches
@@ -68,15 +92,19 @@ bool RotateIfFull(const char *path, uint64_t estimate, uint32_t max_size);
 enum class AppendStep {
   kLocked,   // the write lock is held, the file not yet opened
   kOpened,   // the file is open, nothing written
-  kWritten,  // the record is written, the file still open and locked
+  kTorn,     // half of the record is written (only with tear_writes set)
+  kWritten,  // the record is written and committed, the file still open and locked
 };
 
 // Test seams; null members do nothing. at_step runs at each step of every
 // append; before_backup_delete runs under the lock with the backup's path
-// just before a rotation deletes it.
+// just before a rotation deletes it. With tear_writes set, every journaled
+// write stops at kTorn after half of its bytes, as a write cut short by a
+// signal would.
 struct LogTestHooks {
   void (*at_step)(AppendStep step, const char *path);
   void (*before_backup_delete)(const char *backup_path);
+  bool tear_writes;
 };
 void SetLogTestHooksForTesting(const LogTestHooks *hooks);
 // Runs the at_step seam, if any.

@@ -2,14 +2,13 @@
 // dump, and the append and clear of one file.
 //
 // A record (with the header block when the file is still shorter than it) goes
-// out in one write() on a file opened for appending, under the file lock.
-// Appenders therefore never interleave, and a writer killed outside that call
-// leaves the file with whole records only. Within the call the kernel copies
-// page by page and acts on SIGKILL only between pages, so the one remaining
-// exposure is a kill landing inside the copy of a record that spans a page
-// boundary: the file then ends in a cut record, the next append starts after
-// it, and readers, which find records by their "EventID: " line, skip the cut
-// one and read every later record whole.
+// out in one write() on a file opened for appending, under the file lock and
+// the append journal (see log_file.h): appenders never interleave, a writer
+// killed before or after the write leaves whole records, and a record cut at
+// a page boundary by a kill inside the write is removed by the next writer
+// before it appends. Readers that find records by their "EventID: " line
+// therefore meet a cut record only at the very end of a log, and only until
+// the next append.
 #include "log/text_log.h"
 
 #include <fcntl.h>
@@ -154,8 +153,13 @@ Status WriteRecord(const char *path, const std::u16string &record) {
   const mode_t mode = PermissionOf(path);
   const int fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, kLogFileMode);
   if (fd < 0) return Status::kError;
+  RecoverInterruptedWrite(fd);
   struct stat facts {};
-  if (fstat(fd, &facts) == 0 && (facts.st_mode & 07777) != mode) (void)fchmod(fd, mode);
+  if (fstat(fd, &facts) != 0) {
+    close(fd);
+    return Status::kError;
+  }
+  if ((facts.st_mode & 07777) != mode) (void)fchmod(fd, mode);
   ReachStep(AppendStep::kOpened, path);
   std::string bytes;
   if (facts.st_size < static_cast<off_t>(kTextLogHeaderSize)) {
@@ -163,7 +167,8 @@ Status WriteRecord(const char *path, const std::u16string &record) {
   }
   // The code units in memory order.
   bytes.append(reinterpret_cast<const char *>(record.data()), record.size() * sizeof(char16_t));
-  const bool written = WriteWhole(fd, bytes.data(), bytes.size(), -1);
+  const bool written = JournaledWrite(fd, path, bytes.data(), bytes.size(), -1,
+                                      static_cast<uint64_t>(facts.st_size));
   if (written) ReachStep(AppendStep::kWritten, path);
   close(fd);
   return written ? Status::kSuccess : Status::kWriteFailed;

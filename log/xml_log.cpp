@@ -3,15 +3,15 @@
 // of one file.
 //
 // The new element and the closing tag go out in one pwrite() at the offset of
-// the old closing tag, under the file lock. A writer killed before that call
-// leaves the old document, one killed after it the new one: the file never
-// lacks its closing tag at a system-call boundary. Splitting the write (tag
-// first, element later, or the reverse) would instead open a window between
-// two calls in which the file holds two closing tags or none, and the next
-// append's backward search would then build on the damage. Within the one
-// call the kernel copies page by page and acts on SIGKILL only between pages,
-// so the remaining exposure is a kill landing inside the copy of an element
-// that spans a page boundary.
+// the old closing tag, under the file lock and the append journal (see
+// log_file.h). Splitting the write (tag first, element later, or the reverse)
+// would open a window between two calls in which the file holds two closing
+// tags or none, and the next append's backward search would build on the
+// damage; with one write, a writer killed before or after it leaves the old
+// or the new document, and one killed inside it (the kernel copies page by
+// page) leaves a journal from which the next writer restores the old tag. A
+// new log is written whole into an unnamed file and linked under its name,
+// so it never shows as an empty document either.
 #include "log/xml_log.h"
 
 #include <errno.h>
@@ -22,6 +22,7 @@
 #include <algorithm>
 #include <cstring>
 #include <ctime>
+#include <optional>
 #include <vector>
 
 #include "frame/memory.h"
@@ -62,18 +63,6 @@ bool TextFits(const char *text, uint32_t limit) {
   return length >= 1 && length <= limit;
 }
 
-bool ReadWhole(int fd, char *bytes, size_t count, off_t offset) {
-  while (count > 0) {
-    const ssize_t n = pread(fd, bytes, count, offset);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    bytes += n;
-    count -= static_cast<size_t>(n);
-    offset += n;
-  }
-  return true;
-}
-
 // The offset of the last "</EventLog>" that starts at or after byte 38,
 // searching backwards from (size - 11); -1 when there is none. Reads the tail
 // in blocks, which finds the same position as comparing 11 bytes at each
@@ -97,7 +86,7 @@ off_t FindClosingTag(int fd, off_t size) {
 
 // Writes `element` into the open XML log: a new document when the file is
 // shorter than the declaration, else in front of the closing tag.
-Status InsertElement(int fd, const std::string &element) {
+Status InsertElement(int fd, const char *path, const std::string &element) {
   struct stat facts {};
   if (fstat(fd, &facts) != 0) return Status::kError;
   std::string bytes;
@@ -109,8 +98,40 @@ Status InsertElement(int fd, const std::string &element) {
     if (offset < 0) return Status::kOsFailure;
   }
   bytes.append(element).append(kEventLogClose);
-  return WriteWhole(fd, bytes.data(), bytes.size(), offset) ? Status::kSuccess
-                                                            : Status::kWriteFailed;
+  return JournaledWrite(fd, path, bytes.data(), bytes.size(), offset,
+                        static_cast<uint64_t>(facts.st_size))
+             ? Status::kSuccess
+             : Status::kWriteFailed;
+}
+
+// A new document holding `element`, written whole into an unnamed file of
+// the log's directory and then linked under the log's name, so that the log
+// appears complete or not at all. Nothing when the file system offers no
+// unnamed files or the name has appeared meanwhile: the caller then creates
+// the file in place.
+std::optional<Status> CreateDocument(const char *path, const std::string &element, mode_t mode) {
+  const std::string text(path);
+  const size_t slash = text.find_last_of('/');
+  const std::string directory =
+      slash == std::string::npos ? "." : (slash == 0 ? "/" : text.substr(0, slash));
+  const int fd = open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, kLogFileMode);
+  if (fd < 0) return std::nullopt;
+  ReachStep(AppendStep::kOpened, path);
+  std::string bytes;
+  bytes.append(text::kXmlDeclaration).append(kEventLogOpen).append(element).append(kEventLogClose);
+  std::optional<Status> status = Status::kWriteFailed;
+  if (WriteWhole(fd, bytes.data(), bytes.size(), 0)) {
+    (void)fchmod(fd, mode);
+    const std::string self = "/proc/self/fd/" + std::to_string(fd);
+    if (linkat(AT_FDCWD, self.c_str(), AT_FDCWD, path, AT_SYMLINK_FOLLOW) == 0) {
+      status = Status::kSuccess;
+      ReachStep(AppendStep::kWritten, path);
+    } else {
+      status = std::nullopt;
+    }
+  }
+  close(fd);
+  return status;
 }
 
 Status WriteElement(const char *path, const std::string &element) {
@@ -119,12 +140,16 @@ Status WriteElement(const char *path, const std::string &element) {
   ReachStep(AppendStep::kLocked, path);
   const mode_t mode = PermissionOf(path);
   int fd = open(path, O_RDWR | O_CLOEXEC);
+  if (fd < 0 && errno == ENOENT) {
+    if (const std::optional<Status> created = CreateDocument(path, element, mode)) return *created;
+  }
   if (fd < 0) fd = open(path, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, kLogFileMode);
   if (fd < 0) return Status::kError;
+  RecoverInterruptedWrite(fd);
   struct stat facts {};
   if (fstat(fd, &facts) == 0 && (facts.st_mode & 07777) != mode) (void)fchmod(fd, mode);
   ReachStep(AppendStep::kOpened, path);
-  const Status status = InsertElement(fd, element);
+  const Status status = InsertElement(fd, path, element);
   if (Ok(status)) ReachStep(AppendStep::kWritten, path);
   close(fd);
   return status;

@@ -150,6 +150,7 @@ TextLog DecodeTextLog(const std::string &bytes) {
       log.records.push_back(std::move(record));
     } else {
       ++log.damaged;
+      log.tail_damaged = i + 1 == starts.size();
     }
   }
   return log;

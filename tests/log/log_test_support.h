@@ -46,6 +46,7 @@ struct TextLog {
   bool header_ok = false;  // the 256-byte header block, byte for byte
   std::vector<TextRecord> records;
   size_t damaged = 0;
+  bool tail_damaged = false;  // the last stretch is the damaged one
 };
 TextLog DecodeTextLog(const std::string &bytes);
 
