@@ -3,11 +3,16 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <stdlib.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <regex>
+#include <sstream>
+
+#include "config/file_lock.h"
 
 #include "kxsupt/log.h"
 #include "log/rotated_log.h"
@@ -135,6 +140,69 @@ TEST_F(RotatedLogTest, delete_removes_generations_only_with_the_switch) {
   SMFileDeleteRotated(path_.c_str(), 1, 2);  // generation 3 is beyond the count
   EXPECT_FALSE(Exists(path_) || Exists(Gen(1)) || Exists(Gen(2)));
   EXPECT_TRUE(Exists(Gen(3)));
+}
+
+// Four processes share one rotated log, serialised by the library's file lock
+// on the log's path (the rotated logs take no lock of their own). A counter in
+// shared memory, advanced under the same lock, numbers the messages: the kept
+// generations, oldest first, must hold exactly the newest messages in order,
+// with nothing missing between them.
+TEST(RotatedLogShared, four_writers_lose_nothing_from_the_kept_generations) {
+  kxtest::Sandbox box;  // the file lock lives in the sandbox's IPC directory
+  const std::string path = box.Path("shared.log");
+  constexpr int kWriters = 4, kMessages = 500;
+  constexpr uint32_t kMax = 4096, kCount = 3;
+  auto *counter = static_cast<uint32_t *>(
+      mmap(nullptr, sizeof(uint32_t), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  ASSERT_NE(counter, MAP_FAILED);
+  *counter = 0;
+  std::vector<pid_t> children;
+  for (int w = 0; w < kWriters; ++w) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+      kx::config::FileLockHandle *lock = kx::config::FileLockOpen(path.c_str());
+      bool ok = lock != nullptr;
+      for (int k = 0; ok && k < kMessages; ++k) {
+        ok = kx::Ok(kx::config::FileLockLock(lock, kx::config::kFileLockWrite, 0xFFFFFFFFu));
+        const std::string message = "seq=" + std::to_string((*counter)++) +
+                                    " w=" + std::to_string(w) + " k=" + std::to_string(k);
+        ok =
+            ok && SMFileLogMsgToRotatedLog(message.c_str(), path.c_str(), kMax, kCount, 2 | 4) == 0;
+        ok = ok && kx::Ok(kx::config::FileLockUnlock(lock));
+      }
+      kx::config::FileLockClose(lock);
+      _exit(ok ? 0 : 1);
+    }
+    children.push_back(pid);
+  }
+  for (pid_t pid : children) {
+    int status = 0;
+    waitpid(pid, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  }
+  const uint32_t total = *counter;
+  munmap(counter, sizeof(uint32_t));
+  ASSERT_EQ(total, uint32_t{kWriters * kMessages});
+
+  std::vector<uint32_t> kept;
+  const std::regex line("\\[[0-9]+:[0-9]+\\] seq=([0-9]+) w=[0-3] k=[0-9]+");
+  for (const std::string &file : {path + ".3", path + ".2", path + ".1", path}) {
+    std::istringstream lines(ReadFile(file));
+    for (std::string text; std::getline(lines, text);) {
+      std::smatch match;
+      ASSERT_TRUE(std::regex_match(text, match, line)) << file << ": " << text;
+      kept.push_back(static_cast<uint32_t>(std::stoul(match[1])));
+    }
+  }
+  ASSERT_FALSE(kept.empty());
+  EXPECT_EQ(kept.back(), total - 1);
+  for (size_t i = 1; i < kept.size(); ++i) ASSERT_EQ(kept[i], kept[i - 1] + 1) << i;
+  // Three full generations and the current file: well over 3 * 4 KiB of lines.
+  EXPECT_GT(kept.size() * 40, 3 * kMax);
+  std::printf(
+      "[ figures  ] %d writers x %d messages: %zu kept in generations .3 to .1 and the "
+      "file, none missing between, %u dropped with the oldest generations\n",
+      kWriters, kMessages, kept.size(), total - static_cast<uint32_t>(kept.size()));
 }
 
 TEST(RotatedLogPrefix, is_cut_to_its_buffer) {
