@@ -86,7 +86,11 @@ bool TakeDumpLine(std::u16string_view line, size_t offset, std::vector<uint8_t> 
   return count > 0;
 }
 
-bool DecodeTextRecord(std::u16string_view body, LogRecord *record) {
+// Decodes the record at the start of `body` and returns the units it spans,
+// or 0 when it is not a whole record. The dump's lines are taken while they
+// parse; what follows them must be the start of another record (or, when a
+// writer was cut short, a piece of that start) rather than more dump.
+size_t DecodeTextRecord(std::u16string_view body, LogRecord *record) {
   size_t at = 0;
   std::u16string_view id, source, category, type, time, computer;
   if (!TakeLine(body, &at, u"EventID: ", &id) || !TakeLine(body, &at, u"Source: ", &source) ||
@@ -94,24 +98,31 @@ bool DecodeTextRecord(std::u16string_view body, LogRecord *record) {
       !TakeLine(body, &at, u"Date and Time: ", &time) ||
       !TakeLine(body, &at, u"Computer: ", &computer) ||
       body.substr(at, 14) != u"Description:\r\n") {
-    return false;
+    return 0;
   }
-  if (id.empty() || id.size() > 10) return false;
+  if (id.empty() || id.size() > 10) return 0;
   for (char16_t c : id) {
-    if (c < u'0' || c > u'9') return false;
+    if (c < u'0' || c > u'9') return 0;
   }
   at += 14;
   const size_t data_label = body.find(u"\r\nData: Bytes in Hex\r\n", at);
-  if (data_label == std::u16string_view::npos) return false;
+  if (data_label == std::u16string_view::npos) return 0;
   const std::u16string_view description = body.substr(at, data_label - at);
   at = data_label + 22;
-  if (body.size() < at + 2 || body.substr(body.size() - 2) != u"\r\n") return false;
-  std::u16string_view dump = body.substr(at, body.size() - 2 - at);
-  for (size_t offset = 0; !dump.empty(); offset += 16) {
-    const size_t end = dump.find(u"\r\n");
-    if (!TakeDumpLine(dump.substr(0, end), offset, &record->data)) return false;
-    dump = end == std::u16string_view::npos ? std::u16string_view() : dump.substr(end + 2);
+  if (body.substr(at, 2) == u"\r\n") {
+    at += 2;  // no data: the record's own line end
+  } else {
+    for (size_t offset = 0;; offset += 16) {
+      const size_t end = body.find(u"\r\n", at);
+      if (end == std::u16string_view::npos ||
+          !TakeDumpLine(body.substr(at, end - at), offset, &record->data)) {
+        if (offset == 0) return 0;
+        break;
+      }
+      at = end + 2;
+    }
   }
+  if (body.substr(at, 2) == u"0x") return 0;  // a dump line cut short: the record is not whole
   record->event_id = Utf8Of(id);
   record->source = Utf8Of(source);
   record->category = Utf8Of(category);
@@ -119,7 +130,7 @@ bool DecodeTextRecord(std::u16string_view body, LogRecord *record) {
   record->time = Utf8Of(time);
   record->computer = Utf8Of(computer);
   record->description = Utf8Of(description);
-  return true;
+  return at;
 }
 
 std::string Unescape(std::string_view text) {
@@ -227,11 +238,14 @@ LogReading ReadTextLog(const std::vector<unsigned char> &bytes) {
   for (size_t i = 0; i < starts.size(); ++i) {
     const size_t end = i + 1 < starts.size() ? starts[i + 1] : text.size();
     LogRecord record;
-    if (DecodeTextRecord(view.substr(starts[i], end - starts[i]), &record)) {
-      reading.records.push_back(std::move(record));
-    } else {
+    const size_t used = DecodeTextRecord(view.substr(starts[i], end - starts[i]), &record);
+    if (used == 0) {
       ++reading.damaged;
+      continue;
     }
+    reading.records.push_back(std::move(record));
+    // Left over before the next record: the cut start of a record.
+    if (starts[i] + used != end) ++reading.damaged;
   }
   return reading;
 }
