@@ -58,10 +58,17 @@ uint64_t FileSizeOf(const char *path) {
   return static_cast<uint64_t>(facts.st_size);
 }
 
-mode_t PermissionOf(const char *path) {
-  struct stat facts {};
-  if (stat(path, &facts) != 0) return kLogFileMode;
-  return facts.st_mode & 07777;
+int OpenLog(const char *path, int flags) {
+  for (;;) {
+    const int fd = open(path, flags | O_CLOEXEC);
+    if (fd >= 0 || errno != ENOENT) return fd;
+    const int created = open(path, flags | O_CREAT | O_EXCL | O_CLOEXEC, kLogFileMode);
+    if (created >= 0) {
+      (void)fchmod(created, kLogFileMode);  // whatever the umask took away
+      return created;
+    }
+    if (errno != EEXIST) return -1;
+  }
 }
 
 bool MakeLogDirectory(const char *path) {
@@ -69,8 +76,9 @@ bool MakeLogDirectory(const char *path) {
   const size_t slash = text.find_last_of('/');
   if (slash == std::string::npos || slash == 0) return true;  // the current or root directory
   const std::string directory = text.substr(0, slash);
-  if (mkdir(directory.c_str(), 0755) == 0) return true;
   struct stat facts {};
+  if (stat(directory.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode)) return true;
+  if (mkdir(directory.c_str(), 0755) == 0) return true;
   return stat(directory.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode);
 }
 

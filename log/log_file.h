@@ -43,8 +43,11 @@ std::string BackupName(const std::string &path);
 // The size of the file at `path`, 0 when it cannot be examined.
 uint64_t FileSizeOf(const char *path);
 
-// The permission bits of the file at `path`, kLogFileMode when it has none.
-mode_t PermissionOf(const char *path);
+// Opens the log at `path` with `flags` (an access mode, O_APPEND or not),
+// creating it when it does not exist with the bits kLogFileMode whatever the
+// umask: a log keeps the permission bits it has, and a new one gets 0664.
+// -1 when it cannot be opened or created.
+int OpenLog(const char *path, int flags);
 
 // Creates the directory that holds `path` (mode 0755) unless it exists;
 // false when it does not exist afterwards.

@@ -1,5 +1,7 @@
 // The maximum-size table: (path, size) pairs found by exact path comparison,
-// under the event log's module mutex.
+// under the event log's module mutex. The library may attach and detach
+// outside static construction and destruction, so the module's state is plain
+// pointers: the table is made on first use and freed at detach.
 #include "log/max_size.h"
 
 #include <pthread.h>
@@ -16,7 +18,14 @@ namespace {
 
 os::MutexHandle *g_table_mutex = nullptr;
 pthread_mutex_t g_fallback_lock = PTHREAD_MUTEX_INITIALIZER;
-std::map<std::string, uint32_t, std::less<>> g_max_sizes;
+using MaxSizeTable = std::map<std::string, uint32_t, std::less<>>;
+MaxSizeTable *g_max_sizes = nullptr;
+
+// The table, made on first use; the caller holds the table's lock.
+MaxSizeTable &Table() {
+  if (g_max_sizes == nullptr) g_max_sizes = new MaxSizeTable;
+  return *g_max_sizes;
+}
 
 // Holds the module mutex, or the fallback lock while the module is down.
 class TableLock {
@@ -53,7 +62,7 @@ Status SetLogMaxSize(const char *path, uint32_t size) {
   if (size < kDefaultLogMaxSize || size > kLargestLogMaxSize) return Status::kInvalidParameter;
   try {
     TableLock lock;
-    g_max_sizes.insert_or_assign(std::string(path), size);
+    Table().insert_or_assign(std::string(path), size);
   } catch (...) {
     return Status::kNoMemory;
   }
@@ -66,7 +75,7 @@ Status GetLogMaxSize(const char *path, uint32_t *size) {
   if (!Recordable(path)) return Status::kSuccess;
   try {
     TableLock lock;
-    *size = g_max_sizes.try_emplace(std::string(path), kDefaultLogMaxSize).first->second;
+    *size = Table().try_emplace(std::string(path), kDefaultLogMaxSize).first->second;
   } catch (...) {
     // Not recorded: the default stands.
   }
@@ -81,7 +90,8 @@ int EventLogAttach() {
 void EventLogDetach() {
   {
     TableLock lock;
-    g_max_sizes.clear();
+    delete g_max_sizes;
+    g_max_sizes = nullptr;
   }
   os::MutexDestroy(g_table_mutex);
   g_table_mutex = nullptr;

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -23,9 +24,10 @@ namespace kx::log {
 namespace {
 
 // The datagram socket standing in for the logger under test; empty in
-// production. Guarded by g_target_lock.
+// production. Plain data, so that reports made while the library attaches
+// (before static construction) find it empty. Guarded by g_target_lock.
 pthread_mutex_t g_target_lock = PTHREAD_MUTEX_INITIALIZER;
-std::string g_test_socket;
+char g_test_socket[sizeof(sockaddr_un::sun_path)];
 
 std::string TestSocket() {
   pthread_mutex_lock(&g_target_lock);
@@ -38,13 +40,16 @@ std::string TestSocket() {
 // LOG_PID: "<PRI>Mmm dd hh:mm:ss identity: message".
 void SendDatagram(const std::string &socket_path, const char *identity, int priority,
                   const char *message) {
-  char stamp[32] = "";
+  char head[64];
   const time_t now = time(nullptr);
   struct tm local {};
-  if (localtime_r(&now, &local) != nullptr) strftime(stamp, sizeof stamp, "%h %e %T ", &local);
-  std::string datagram = "<" + std::to_string(LOG_DAEMON | priority) + ">" + stamp;
-  if (identity != nullptr) datagram += std::string(identity) + ": ";
-  datagram += message;
+  int length = std::snprintf(head, sizeof head, "<%d>", LOG_DAEMON | priority);
+  if (localtime_r(&now, &local) != nullptr) {
+    length += static_cast<int>(strftime(head + length, sizeof head - length, "%h %e %T ", &local));
+  }
+  std::string datagram(head, static_cast<size_t>(length));
+  if (identity != nullptr) datagram.append(identity).append(": ");
+  datagram.append(message);
 
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -119,7 +124,11 @@ Status ReportLibraryEvent(const char *description) {
 
 void SetSystemLogSocketForTesting(const char *socket_path) {
   pthread_mutex_lock(&g_target_lock);
-  g_test_socket = socket_path != nullptr ? socket_path : "";
+  const size_t length = socket_path != nullptr ? std::strlen(socket_path) : 0;
+  if (length < sizeof g_test_socket) {
+    std::memcpy(g_test_socket, socket_path != nullptr ? socket_path : "", length);
+    g_test_socket[length] = 0;
+  }
   pthread_mutex_unlock(&g_target_lock);
 }
 

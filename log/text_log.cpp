@@ -150,8 +150,7 @@ Status WriteRecord(const char *path, const std::u16string &record) {
   LogFileLock lock(path);
   if (!lock.ok()) return Status::kNoMemory;
   ReachStep(AppendStep::kLocked, path);
-  const mode_t mode = PermissionOf(path);
-  const int fd = open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, kLogFileMode);
+  const int fd = OpenLog(path, O_WRONLY | O_APPEND);
   if (fd < 0) return Status::kError;
   RecoverInterruptedWrite(fd);
   struct stat facts {};
@@ -159,7 +158,6 @@ Status WriteRecord(const char *path, const std::u16string &record) {
     close(fd);
     return Status::kError;
   }
-  if ((facts.st_mode & 07777) != mode) (void)fchmod(fd, mode);
   ReachStep(AppendStep::kOpened, path);
   std::string bytes;
   if (facts.st_size < static_cast<off_t>(kTextLogHeaderSize)) {

@@ -109,7 +109,7 @@ Status InsertElement(int fd, const char *path, const std::string &element) {
 // appears complete or not at all. Nothing when the file system offers no
 // unnamed files or the name has appeared meanwhile: the caller then creates
 // the file in place.
-std::optional<Status> CreateDocument(const char *path, const std::string &element, mode_t mode) {
+std::optional<Status> CreateDocument(const char *path, const std::string &element) {
   const std::string text(path);
   const size_t slash = text.find_last_of('/');
   const std::string directory =
@@ -121,7 +121,7 @@ std::optional<Status> CreateDocument(const char *path, const std::string &elemen
   bytes.append(text::kXmlDeclaration).append(kEventLogOpen).append(element).append(kEventLogClose);
   std::optional<Status> status = Status::kWriteFailed;
   if (WriteWhole(fd, bytes.data(), bytes.size(), 0)) {
-    (void)fchmod(fd, mode);
+    (void)fchmod(fd, kLogFileMode);
     const std::string self = "/proc/self/fd/" + std::to_string(fd);
     if (linkat(AT_FDCWD, self.c_str(), AT_FDCWD, path, AT_SYMLINK_FOLLOW) == 0) {
       status = Status::kSuccess;
@@ -138,16 +138,13 @@ Status WriteElement(const char *path, const std::string &element) {
   LogFileLock lock(path);
   if (!lock.ok()) return Status::kNoMemory;
   ReachStep(AppendStep::kLocked, path);
-  const mode_t mode = PermissionOf(path);
   int fd = open(path, O_RDWR | O_CLOEXEC);
   if (fd < 0 && errno == ENOENT) {
-    if (const std::optional<Status> created = CreateDocument(path, element, mode)) return *created;
+    if (const std::optional<Status> created = CreateDocument(path, element)) return *created;
   }
-  if (fd < 0) fd = open(path, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, kLogFileMode);
+  if (fd < 0) fd = OpenLog(path, O_RDWR);
   if (fd < 0) return Status::kError;
   RecoverInterruptedWrite(fd);
-  struct stat facts {};
-  if (fstat(fd, &facts) == 0 && (facts.st_mode & 07777) != mode) (void)fchmod(fd, mode);
   ReachStep(AppendStep::kOpened, path);
   const Status status = InsertElement(fd, path, element);
   if (Ok(status)) ReachStep(AppendStep::kWritten, path);
