@@ -111,11 +111,18 @@ void RecoverInterruptedWrite(int fd) {
   char record[kJournalRoom];
   const ssize_t n = fgetxattr(fd, kJournalName, record, sizeof record);
   if (n < 0) return;  // nothing left behind (or no attributes here)
-  if (static_cast<size_t>(n) >= kJournalHead) {
+  struct stat facts {};
+  if (static_cast<size_t>(n) >= kJournalHead && fstat(fd, &facts) == 0) {
     const uint64_t old_size = GetU64(record);
     const uint64_t offset = GetU64(record + 8);
     const size_t saved = static_cast<size_t>(n) - kJournalHead;
-    if (ftruncate(fd, static_cast<off_t>(old_size)) == 0 && saved > 0) {
+    // Only a record that fits the file is followed: a cut write leaves the
+    // file at least as long as before, and the saved bytes end where it
+    // ended. Anything else (a file changed by other means since) is left as
+    // it is.
+    const bool fits = offset <= old_size && old_size - offset == saved &&
+                      static_cast<uint64_t>(facts.st_size) >= old_size;
+    if (fits && ftruncate(fd, static_cast<off_t>(old_size)) == 0 && saved > 0) {
       (void)WriteWhole(fd, record + kJournalHead, saved, static_cast<off_t>(offset));
     }
   }

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -387,6 +388,34 @@ TEST_F(SharedLogs, write_cut_by_sigkill_is_undone_by_the_next_writer) {
   EXPECT_EQ(ReadFile(Text()).compare(0, text_before.size(), text_before), 0);
   EXPECT_EQ(
       ReadFile(Xml()).compare(0, xml_before.size() - 11, xml_before, 0, xml_before.size() - 11), 0);
+}
+
+// A journal record that does not fit the file (the file was replaced or cut
+// by other means since) is dropped without touching the file.
+TEST_F(SharedLogs, a_journal_that_does_not_fit_the_file_is_dropped) {
+  for (int i = 0; i < 3; ++i) ASSERT_TRUE(AppendBoth(Text(), Xml(), i, 1 << 22));
+  const std::string before = ReadFile(Xml());
+  auto record = [](uint64_t old_size, uint64_t offset, const std::string &saved) {
+    std::string value(16, '\0');
+    for (int i = 0; i < 8; ++i) {
+      value[i] = static_cast<char>(old_size >> (8 * i));
+      value[8 + i] = static_cast<char>(offset >> (8 * i));
+    }
+    return value + saved;
+  };
+  const std::string misfits[] = {
+      record(before.size() + 100, before.size() - 11, "</EventLog>"),  // longer than the file
+      record(before.size(), before.size() - 11, "</Event"),            // saved bytes too short
+      record(before.size() - 11, before.size(), ""),                   // offset past the end
+  };
+  for (const std::string &value : misfits) {
+    ASSERT_EQ(setxattr(Xml().c_str(), "user.kxsupt.append", value.data(), value.size(), 0), 0);
+    ASSERT_TRUE(AppendBoth(Text(), Xml(), 9, 1 << 22));
+    EXPECT_EQ(getxattr(Xml().c_str(), "user.kxsupt.append", nullptr, 0), -1);
+    const std::string after = ReadFile(Xml());
+    EXPECT_EQ(after.compare(0, before.size() - 11, before, 0, before.size() - 11), 0);
+    ExpectConsistent(Text(), Xml());
+  }
 }
 
 TEST_F(SharedLogs, sigkill_inside_a_rotation_keeps_the_full_log) {
