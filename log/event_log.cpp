@@ -23,8 +23,12 @@ constexpr uint32_t kLogDirectoryRoom = 239;
 
 // Copies `text` and its terminator into the caller's buffer of *size bytes;
 // 16 with the size needed when it is shorter. On success *size is the length
-// plus 1.
+// plus 1. A null buffer only measures.
 Status Deliver(const std::string &text, char *buffer, uint32_t *size) {
+  if (buffer == nullptr) {
+    *size = static_cast<uint32_t>(text.size() + 1);
+    return Status::kSuccess;
+  }
   if (text.size() + 1 > *size) {
     *size = static_cast<uint32_t>(text.size() + 1);
     return Status::kBufferTooSmall;
@@ -38,7 +42,7 @@ Status Deliver(const std::string &text, char *buffer, uint32_t *size) {
 Status SelectedPath(uint32_t flags, char *buffer, uint32_t *size, bool backup) {
   if (flags == 0) return Status::kInvalidArgs;
   if ((flags & kSelectSystemLog) != 0) return Status::kFailed;
-  if (size == nullptr || buffer == nullptr) return Status::kInvalidArgs;
+  if (size == nullptr) return Status::kInvalidArgs;
   if (*size < kLogPathRoom) {
     *size = kLogPathRoom;
     return Status::kBufferTooSmall;
@@ -134,7 +138,6 @@ Status GetBackupXMLLogPathFileName(const char *path, char *buffer, uint32_t *siz
   if (path == nullptr || size == nullptr) return Status::kInvalidParameter;
   const size_t length = std::strlen(path);
   if (length <= 1) return Status::kInvalidParameter;
-  if (buffer == nullptr && *size >= length + 1) return Status::kInvalidParameter;
   return Deliver(BackupName(path), buffer, size);
 }
 

@@ -35,14 +35,16 @@ Status ClearLog(uint32_t flags, uint16_t category, const char *source);
 
 // SMGetLogPathFileName / SMGetBackupLogPathFileName: the default path (or its
 // backup name) of the text log (bit 4) or the XML log (bit 8, which wins).
-// 2 for selector 0 or without bit 4 or 8, or null arguments; 1 for bit 2; 16
-// with size 256 when *size is below 256; on success size = length + 1.
+// 2 for selector 0 or without bit 4 or 8, or a null size; 1 for bit 2; 16
+// with size 256 when *size is below 256; on success size = length + 1 (a null
+// buffer only measures).
 Status GetLogPathFileName(uint32_t flags, char *buffer, uint32_t *size);
 Status GetBackupLogPathFileName(uint32_t flags, char *buffer, uint32_t *size);
 
 // SMGetBackupXMLLogPathFileName: the backup name of `path`. 271 for a null
 // path or size or a path of length 0 or 1; 16 with size = length + 1 when the
-// buffer is smaller; on success size = length + 1.
+// buffer is smaller; on success size = length + 1 (a null buffer only
+// measures).
 Status GetBackupXMLLogPathFileName(const char *path, char *buffer, uint32_t *size);
 
 }  // namespace kx::log

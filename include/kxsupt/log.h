@@ -65,8 +65,11 @@ KXSUPT_BEGIN_DECLS
  *
  * Appends and clears are serialised across processes by the library's file
  * lock on the log's path (taken in write mode, waiting): records never
- * interleave, and a writer killed outside its single write leaves whole
- * records and a closing tag.
+ * interleave. Each record goes out in one write; a write cut short by a
+ * killed writer is undone by the next writer before it appends (the pending
+ * write is noted in the extended attribute "user.kxsupt.append" of the log
+ * while it lasts), so logs hold whole records and the XML log its closing
+ * tag.
  *
  * Statuses: 1 the system log selected in a clear or path request; 2 a
  * missing or out-of-range argument, unknown type or selector 0; 16 buffer
@@ -105,12 +108,13 @@ KXSUPT_API SMStatus SMClearXMLLog(const char *pPath, uint16_t category, const ch
 KXSUPT_API SMStatus SMForceXMLLogExists(const char *pPath);
 /* The default path of the text log (bit 4) or the XML log (bit 8, which
  * wins). *pSize below 256 is 16 with *pSize 256; on success *pSize is the
- * length + 1. Selector 0 is 2, bit 2 is 1. */
+ * length + 1 (a null buffer only measures). Selector 0 is 2, bit 2 is 1. */
 KXSUPT_API SMStatus SMGetLogPathFileName(uint32_t logFlags, char *pBuf, uint32_t *pSize);
 /* As SMGetLogPathFileName, the backup name of the selected log. */
 KXSUPT_API SMStatus SMGetBackupLogPathFileName(uint32_t logFlags, char *pBuf, uint32_t *pSize);
 /* The backup name of pPath. 271 for a path of length 0 or 1; 16 with *pSize
- * = length + 1 when the buffer is smaller; on success *pSize = length + 1. */
+ * = length + 1 when the buffer is smaller; on success *pSize = length + 1 (a
+ * null buffer only measures). */
 KXSUPT_API SMStatus SMGetBackupXMLLogPathFileName(const char *pPath, char *pBuf,
                                                   uint32_t *pSize);
 /* The maximum size recorded for pPath (exact text); a path not yet recorded

@@ -64,6 +64,10 @@ TEST_F(EventLogTest, path_queries_select_by_flag_and_check_the_buffer) {
   size = sizeof small;
   EXPECT_EQ(SMGetBackupLogPathFileName(8, small, &size), SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 256u);
+  size = 256;  // a null buffer measures
+  EXPECT_EQ(SMGetLogPathFileName(8, nullptr, &size), 0u);
+  EXPECT_EQ(size, box_.XmlLog().size() + 1);
+  EXPECT_EQ(SMGetLogPathFileName(8, small, nullptr), SM_STATUS_INVALID_ARGS);
 }
 
 TEST_F(EventLogTest, backup_name_of_a_given_path) {
@@ -88,6 +92,11 @@ TEST_F(EventLogTest, backup_name_of_a_given_path) {
     EXPECT_EQ(size, row.size);
     EXPECT_STREQ(buffer, row.backup);
   }
+  uint32_t size = 0;  // a null buffer measures
+  EXPECT_EQ(SMGetBackupXMLLogPathFileName("/v/a.xml", nullptr, &size), 0u);
+  EXPECT_EQ(size, 9u);
+  EXPECT_EQ(SMGetBackupXMLLogPathFileName("/v/a.xml", nullptr, nullptr),
+            SM_STATUS_INVALID_PARAMETER);
 }
 
 TEST_F(EventLogTest, maximum_size_table) {

@@ -209,9 +209,4 @@ TEST(RotatedLogShared, four_writers_lose_nothing_from_the_kept_generations) {
       kWriters, kMessages, kept.size(), total - static_cast<uint32_t>(kept.size()));
 }
 
-TEST(RotatedLogPrefix, is_cut_to_its_buffer) {
-  EXPECT_LT(kx::log::RotatedPrefix(3).size(), 128u);
-  EXPECT_EQ(kx::log::RotatedPrefix(0), "");
-}
-
 }  // namespace
