@@ -16,6 +16,7 @@
 #include <fstream>
 #include <random>
 #include <set>
+#include <thread>
 
 #include "log/log_file.h"
 #include "log/text_log.h"
@@ -311,6 +312,32 @@ std::pair<size_t, size_t> ExpectConsistent(const std::string &text, const std::s
     if (entries) xml_entries = entries->size();
   }
   return {text_records, xml_entries};
+}
+
+// Threads of one process take the same file lock through handles of their
+// own, which exclude each other as processes do.
+TEST_F(SharedLogs, threads_of_one_process_append_whole_records) {
+  std::vector<std::thread> threads;
+  std::atomic<int> failures{0};
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < 100; ++i) {
+        if (!AppendBoth(Text(), Xml(), t * 1000 + i, 1 << 22)) ++failures;
+      }
+    });
+  }
+  for (std::thread &thread : threads) thread.join();
+  EXPECT_EQ(failures.load(), 0);
+  std::set<std::string> text_seen, xml_seen;
+  for (const auto &record : logtest::DecodeTextLog(ReadFile(Text())).records) {
+    text_seen.insert(record.description);
+  }
+  const auto entries = logtest::ParseXmlLog(ReadFile(Xml()));
+  ASSERT_TRUE(entries.has_value());
+  for (const auto &entry : *entries) xml_seen.insert(entry.text.at("Description"));
+  EXPECT_EQ(text_seen.size(), 400u);
+  EXPECT_EQ(xml_seen, text_seen);
+  ExpectConsistent(Text(), Xml());
 }
 
 TEST_F(SharedLogs, sigkill_at_each_step_leaves_whole_records_and_the_closing_tag) {
