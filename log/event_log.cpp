@@ -127,18 +127,18 @@ Status ClearLog(uint32_t flags, uint16_t category, const char *source) {
 }
 
 Status GetLogPathFileName(uint32_t flags, char *buffer, uint32_t *size) {
-  return SelectedPath(flags, buffer, size, false);
+  return CatchNoMemory([&] { return SelectedPath(flags, buffer, size, false); });
 }
 
 Status GetBackupLogPathFileName(uint32_t flags, char *buffer, uint32_t *size) {
-  return SelectedPath(flags, buffer, size, true);
+  return CatchNoMemory([&] { return SelectedPath(flags, buffer, size, true); });
 }
 
 Status GetBackupXMLLogPathFileName(const char *path, char *buffer, uint32_t *size) {
   if (path == nullptr || size == nullptr) return Status::kInvalidParameter;
   const size_t length = std::strlen(path);
   if (length <= 1) return Status::kInvalidParameter;
-  return Deliver(BackupName(path), buffer, size);
+  return CatchNoMemory([&] { return Deliver(BackupName(path), buffer, size); });
 }
 
 }  // namespace kx::log

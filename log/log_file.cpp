@@ -1,5 +1,5 @@
-// The event logs' file plumbing: the write lock, backup rotation, directory
-// creation and whole writes.
+// The event logs' file plumbing: the write lock, the append journal, backup
+// rotation, directory creation and whole writes.
 #include "log/log_file.h"
 
 #include <errno.h>

@@ -10,12 +10,24 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <string>
 
 #include "base/status.h"
 #include "config/file_lock.h"
 
 namespace kx::log {
+
+// Runs `body` (returning a Status); an allocation that fails inside it is
+// status 272, so that no exception leaves the library.
+template <typename Body>
+Status CatchNoMemory(Body body) {
+  try {
+    return body();
+  } catch (const std::bad_alloc &) {
+    return Status::kNoMemory;
+  }
+}
 
 // Permission bits a log gets when its own cannot be read.
 inline constexpr mode_t kLogFileMode = 0664;

@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <ctime>
+#include <new>
 
 #include "log/log_file.h"
 
@@ -39,6 +40,33 @@ std::string TimePrefix() {
   return text;
 }
 
+// The rotation itself, for a path that is not null.
+void ShiftGenerations(const char *path, uint32_t max_size, uint32_t rotate_count) {
+  struct stat facts {};
+  if (stat(path, &facts) != 0) return;
+  if (static_cast<uint64_t>(facts.st_size) <= max_size) return;
+  if (rotate_count == 0) {
+    (void)unlink(path);
+    return;
+  }
+  for (uint32_t n = rotate_count; n >= 2; --n) {
+    const std::string older = Generation(path, n - 1);
+    if (Exists(older)) (void)rename(older.c_str(), Generation(path, n).c_str());
+  }
+  (void)rename(path, Generation(path, 1).c_str());
+}
+
+// The deletion itself, for a path that is not null.
+void DeleteGenerations(const char *path, uint32_t delete_generations, uint32_t rotate_count) {
+  if (delete_generations == 1) {
+    for (uint32_t n = rotate_count; n >= 1; --n) {
+      const std::string generation = Generation(path, n);
+      if (Exists(generation)) (void)unlink(generation.c_str());
+    }
+  }
+  if (Exists(path)) (void)unlink(path);
+}
+
 }  // namespace
 
 std::string RotatedPrefix(uint32_t options) {
@@ -63,7 +91,7 @@ Status FileLogMsgToRotatedLog(const char *message, const char *path, uint32_t ma
     line = RotatedPrefix(options);
     line += message;
     if ((options & kRotatedLineFeed) != 0) line += '\n';
-  } catch (...) {
+  } catch (const std::bad_alloc &) {
     return Status::kNoMemory;
   }
   struct stat facts {};
@@ -80,29 +108,20 @@ Status FileLogMsgToRotatedLog(const char *message, const char *path, uint32_t ma
 
 void FileRotateCheck(const char *path, uint32_t max_size, uint32_t rotate_count) {
   if (path == nullptr) return;
-  struct stat facts {};
-  if (stat(path, &facts) != 0) return;
-  if (static_cast<uint64_t>(facts.st_size) <= max_size) return;
-  if (rotate_count == 0) {
-    (void)unlink(path);
-    return;
+  try {
+    ShiftGenerations(path, max_size, rotate_count);
+  } catch (const std::bad_alloc &) {
+    // Rotation failures are not reported; the append goes to the old file.
   }
-  for (uint32_t n = rotate_count; n >= 2; --n) {
-    const std::string older = Generation(path, n - 1);
-    if (Exists(older)) (void)rename(older.c_str(), Generation(path, n).c_str());
-  }
-  (void)rename(path, Generation(path, 1).c_str());
 }
 
 void FileDeleteRotated(const char *path, uint32_t delete_generations, uint32_t rotate_count) {
   if (path == nullptr) return;
-  if (delete_generations == 1) {
-    for (uint32_t n = rotate_count; n >= 1; --n) {
-      const std::string generation = Generation(path, n);
-      if (Exists(generation)) (void)unlink(generation.c_str());
-    }
+  try {
+    DeleteGenerations(path, delete_generations, rotate_count);
+  } catch (const std::bad_alloc &) {
+    // Deletion reports nothing.
   }
-  if (Exists(path)) (void)unlink(path);
 }
 
 }  // namespace kx::log

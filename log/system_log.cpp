@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string>
 
 #include "frame/memory.h"
@@ -112,8 +113,12 @@ Status AppendToOSSysLog(uint16_t type, uint16_t category, uint32_t event_id, con
                         const char *description) {
   auto *message = static_cast<char *>(frame::AllocMem(kSystemLogMessageRoom));
   if (message == nullptr) return Status::kError;
-  const bool built = SystemLogMessage(category, event_id, description, message);
-  if (built) Emit(source, SystemLogPriority(type), message);
+  bool built = SystemLogMessage(category, event_id, description, message);
+  try {
+    if (built) Emit(source, SystemLogPriority(type), message);
+  } catch (const std::bad_alloc &) {
+    built = false;
+  }
   frame::FreeMem(message);
   return built ? Status::kSuccess : Status::kError;
 }

@@ -172,6 +172,49 @@ Status WriteRecord(const char *path, const std::u16string &record) {
   return written ? Status::kSuccess : Status::kWriteFailed;
 }
 
+// The bodies of BuildTextRecord, AppendToTextLog and ClearTextLog, which turn
+// an allocation failure inside them into status 272.
+Status BuildRecord(const TextEvent &event, time_t when, const char *host, std::u16string *record) {
+  EventTexts texts;
+  if (!ConvertTexts(event, &texts)) return Status::kInvalidArgs;
+  AssembleRecord(event, texts, when, host, record);
+  return Status::kSuccess;
+}
+
+Status AppendText(const char *path, const TextEvent &event, uint32_t max_size) {
+  if (path == nullptr || event.source == nullptr) return Status::kInvalidArgs;
+  if (event.data_size > 0 && (event.data == nullptr || event.data_size > kLogDataLimit)) {
+    return Status::kInvalidArgs;
+  }
+  EventTexts texts;
+  if (!ConvertTexts(event, &texts)) return Status::kInvalidArgs;
+  // An event of a category this log does not know is dropped, not refused.
+  if (CategoryName(event.category) == nullptr) return Status::kSuccess;
+  if (TypeLabel(event.type) == nullptr) return Status::kInvalidArgs;
+  if (!MakeLogDirectory(path)) return Status::kError;
+
+  const uint64_t estimate =
+      RecordEstimate(event.data_size, texts.source.size(), texts.description.size());
+  if (RotateIfFull(path, estimate, max_size)) {
+    const TextEvent notice{
+        kEventInformation, kCategoryCoreBroker, 1, event.source, "Log backup created", nullptr, 0};
+    (void)AppendToTextLog(path, notice, max_size);
+  }
+  std::u16string record;
+  AssembleRecord(event, texts, time(nullptr), HostName().c_str(), &record);
+  return WriteRecord(path, record);
+}
+
+Status ClearText(const char *path, uint16_t category, const char *source) {
+  {
+    LogFileLock lock(path);
+    if (!lock.ok()) return Status::kNoMemory;
+    (void)unlink(path);
+  }
+  const TextEvent notice{kEventInformation, category, 0, source, "Log was cleared", nullptr, 0};
+  return AppendToTextLog(path, notice, kDefaultLogMaxSize);
+}
+
 }  // namespace
 
 const std::array<unsigned char, kTextLogHeaderSize> kTextLogHeader = MakeHeader();
@@ -201,44 +244,15 @@ void AppendHexDump(const uint8_t *data, uint32_t size, std::u16string *out) {
 
 Status BuildTextRecord(const TextEvent &event, time_t when, const char *host,
                        std::u16string *record) {
-  EventTexts texts;
-  if (!ConvertTexts(event, &texts)) return Status::kInvalidArgs;
-  AssembleRecord(event, texts, when, host, record);
-  return Status::kSuccess;
+  return CatchNoMemory([&] { return BuildRecord(event, when, host, record); });
 }
 
 Status AppendToTextLog(const char *path, const TextEvent &event, uint32_t max_size) {
-  if (path == nullptr || event.source == nullptr) return Status::kInvalidArgs;
-  if (event.data_size > 0 && (event.data == nullptr || event.data_size > kLogDataLimit)) {
-    return Status::kInvalidArgs;
-  }
-  EventTexts texts;
-  if (!ConvertTexts(event, &texts)) return Status::kInvalidArgs;
-  // An event of a category this log does not know is dropped, not refused.
-  if (CategoryName(event.category) == nullptr) return Status::kSuccess;
-  if (TypeLabel(event.type) == nullptr) return Status::kInvalidArgs;
-  if (!MakeLogDirectory(path)) return Status::kError;
-
-  const uint64_t estimate =
-      RecordEstimate(event.data_size, texts.source.size(), texts.description.size());
-  if (RotateIfFull(path, estimate, max_size)) {
-    const TextEvent notice{
-        kEventInformation, kCategoryCoreBroker, 1, event.source, "Log backup created", nullptr, 0};
-    (void)AppendToTextLog(path, notice, max_size);
-  }
-  std::u16string record;
-  AssembleRecord(event, texts, time(nullptr), HostName().c_str(), &record);
-  return WriteRecord(path, record);
+  return CatchNoMemory([&] { return AppendText(path, event, max_size); });
 }
 
 Status ClearTextLog(const char *path, uint16_t category, const char *source) {
-  {
-    LogFileLock lock(path);
-    if (!lock.ok()) return Status::kNoMemory;
-    (void)unlink(path);
-  }
-  const TextEvent notice{kEventInformation, category, 0, source, "Log was cleared", nullptr, 0};
-  return AppendToTextLog(path, notice, kDefaultLogMaxSize);
+  return CatchNoMemory([&] { return ClearText(path, category, source); });
 }
 
 }  // namespace kx::log

@@ -152,9 +152,9 @@ Status WriteElement(const char *path, const std::string &element) {
   return status;
 }
 
-}  // namespace
-
-Status BuildLogEntry(const XmlEvent &event, int64_t when, const char *host, std::string *element) {
+// The bodies of BuildLogEntry, AppendToXMLLog and ClearXMLLog, which turn an
+// allocation failure inside them into status 272.
+Status BuildEntry(const XmlEvent &event, int64_t when, const char *host, std::string *element) {
   const char *category = CategoryName(event.category);
   if (category == nullptr) return Status::kError;
   XmlBufferOwner owner{text::XmlAlloc(kEntryCapacity, 0)};
@@ -185,15 +185,11 @@ Status BuildLogEntry(const XmlEvent &event, int64_t when, const char *host, std:
       Child(buffer, "Data", data, event.data_size, text::kXltUcs2, &byte_list, &status);
   if (!built) return status;
   (void)text::XmlEndNode(buffer, "LogEntry");
-  try {
-    element->assign(buffer->text, buffer->length);
-  } catch (...) {
-    return Status::kNoMemory;
-  }
+  element->assign(buffer->text, buffer->length);
   return Status::kSuccess;
 }
 
-Status AppendToXMLLog(const char *path, const XmlEvent &event, uint32_t max_size) {
+Status AppendXml(const char *path, const XmlEvent &event, uint32_t max_size) {
   if (path == nullptr) return Status::kInvalidArgs;
   if (event.data_size > kLogDataLimit || (event.data_size > 0 && event.data == nullptr)) {
     return Status::kInvalidArgs;
@@ -208,11 +204,7 @@ Status AppendToXMLLog(const char *path, const XmlEvent &event, uint32_t max_size
   if (gethostname(host, kHostRoom) != 0) host[0] = 0;
   host[kHostRoom - 1] = 0;
   std::string element;
-  Status status = Status::kNoMemory;
-  try {
-    status = BuildLogEntry(event, time(nullptr), host, &element);
-  } catch (...) {
-  }
+  const Status status = BuildLogEntry(event, time(nullptr), host, &element);
   frame::FreeMem(host);
   if (!Ok(status)) return status;
 
@@ -231,7 +223,7 @@ Status AppendToXMLLog(const char *path, const XmlEvent &event, uint32_t max_size
   return WriteElement(path, element);
 }
 
-Status ClearXMLLog(const char *path, uint16_t category, const char *user_info, const char *source) {
+Status ClearXml(const char *path, uint16_t category, const char *user_info, const char *source) {
   if (path == nullptr) return Status::kInvalidArgs;
   {
     LogFileLock lock(path);
@@ -241,6 +233,20 @@ Status ClearXMLLog(const char *path, uint16_t category, const char *user_info, c
   const XmlEvent notice{kEventInformation, category,        0,       user_info, source,
                         "Log was cleared", kClearEntryLink, nullptr, 0};
   return AppendToXMLLog(path, notice, kDefaultLogMaxSize);
+}
+
+}  // namespace
+
+Status BuildLogEntry(const XmlEvent &event, int64_t when, const char *host, std::string *element) {
+  return CatchNoMemory([&] { return BuildEntry(event, when, host, element); });
+}
+
+Status AppendToXMLLog(const char *path, const XmlEvent &event, uint32_t max_size) {
+  return CatchNoMemory([&] { return AppendXml(path, event, max_size); });
+}
+
+Status ClearXMLLog(const char *path, uint16_t category, const char *user_info, const char *source) {
+  return CatchNoMemory([&] { return ClearXml(path, category, user_info, source); });
 }
 
 Status ForceXMLLogExists(const char *path) {
