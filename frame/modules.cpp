@@ -3,8 +3,8 @@
 #include "frame/modules.h"
 
 #include "codec/crc32.h"
-#include "codec/format.h"
 #include "config/registry.h"
+#include "format/format.h"
 #include "log/max_size.h"
 
 namespace kx::frame {
@@ -22,7 +22,7 @@ constexpr ModuleStep kSteps[] = {
     // 6. Event log: the maximum-size table's mutex.
     {"event log", &log::EventLogAttach, &log::EventLogDetach},
     // 7. Formatted output: the formatter's mutex.
-    {"formatted output", &codec::FormatAttach, &codec::FormatDetach},
+    {"formatted output", &format::FormatAttach, &format::FormatDetach},
     // 8. Function-table libraries.
     // 9. CRC-32 table.
     {"CRC-32 table", &codec::Crc32TableAttach, &codec::Crc32TableDetach},

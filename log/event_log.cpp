@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "config/registry.h"
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "log/event_types.h"
 #include "log/log_file.h"
 #include "log/max_size.h"
@@ -101,11 +101,11 @@ Status AppendToLog(uint32_t flags, uint16_t type, uint16_t category, uint32_t ev
                    const char *source, const char *description, const void *data,
                    uint32_t data_size) {
   if (flags == 0) return Status::kInvalidArgs;
-  auto *path = static_cast<char *>(frame::AllocMem(kLogPathRoom));
+  auto *path = static_cast<char *>(base::AllocMem(kLogPathRoom));
   if (path == nullptr) return Status::kError;
   const Status result = AppendToSelectedLogs(flags, type, category, event_id, source, description,
                                              data, data_size, path);
-  frame::FreeMem(path);
+  base::FreeMem(path);
   return result;
 }
 

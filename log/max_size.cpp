@@ -39,7 +39,7 @@ class TableLock {
   }
   ~TableLock() {
     if (mutex_ != nullptr) {
-      (void)os::MutexUnlock(mutex_);
+      (void)os::MutexUnLock(mutex_);
     } else {
       pthread_mutex_unlock(&g_fallback_lock);
     }

@@ -16,9 +16,9 @@
 #include <new>
 #include <string>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "log/event_types.h"
-#include "text/xlt.h"
+#include "values/translation.h"
 
 namespace kx::log {
 
@@ -93,8 +93,8 @@ bool SystemLogMessage(uint16_t category, uint32_t event_id, const char *descript
   if (name == nullptr) return false;
   char identifier[16];
   uint32_t size = sizeof identifier;
-  if (text::XltValueToText(&event_id, sizeof event_id, identifier, &size, text::kXltUInt32) !=
-      SM_STATUS_SUCCESS) {
+  if (!Ok(values::XLTTypeValueToUTF8(&event_id, sizeof event_id, identifier, &size,
+                                     values::kUInt32))) {
     return false;
   }
   size_t length = 0;
@@ -111,7 +111,7 @@ bool SystemLogMessage(uint16_t category, uint32_t event_id, const char *descript
 
 Status AppendToOSSysLog(uint16_t type, uint16_t category, uint32_t event_id, const char *source,
                         const char *description) {
-  auto *message = static_cast<char *>(frame::AllocMem(kSystemLogMessageRoom));
+  auto *message = static_cast<char *>(base::AllocMem(kSystemLogMessageRoom));
   if (message == nullptr) return Status::kError;
   bool built = SystemLogMessage(category, event_id, description, message);
   try {
@@ -119,7 +119,7 @@ Status AppendToOSSysLog(uint16_t type, uint16_t category, uint32_t event_id, con
   } catch (const std::bad_alloc &) {
     built = false;
   }
-  frame::FreeMem(message);
+  base::FreeMem(message);
   return built ? Status::kSuccess : Status::kError;
 }
 

@@ -59,11 +59,11 @@ uint64_t RecordEstimate(uint32_t data_size, size_t source_units, size_t descript
 // than `limit` characters.
 bool ToUcs2(const char *text, uint32_t limit, std::u16string *units) {
   uint32_t size = 0;
-  if (text::Utf8ToUcs2(nullptr, &size, text) != SM_STATUS_SUCCESS) return false;
+  if (!Ok(text::UTF8StrToUCS2Str(nullptr, &size, text))) return false;
   const uint32_t count = size / 2 - 1;
   if (count == 0 || count > limit) return false;
   std::vector<uint16_t> buffer(count + 1);
-  if (text::Utf8ToUcs2(buffer.data(), &size, text) != SM_STATUS_SUCCESS) return false;
+  if (!Ok(text::UTF8StrToUCS2Str(buffer.data(), &size, text))) return false;
   units->assign(buffer.begin(), buffer.begin() + count);
   return true;
 }

@@ -25,12 +25,12 @@
 #include <optional>
 #include <vector>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "log/event_types.h"
 #include "log/log_file.h"
 #include "log/max_size.h"
-#include "text/xgbuf.h"
-#include "text/xlt.h"
+#include "xml/buffer.h"
+#include "values/translation.h"
 
 namespace kx::log {
 
@@ -43,17 +43,17 @@ constexpr uint32_t kLinkValue = 50;
 
 // Owns a generation buffer.
 struct XmlBufferOwner {
-  text::XmlBuffer *buffer;
-  ~XmlBufferOwner() { text::XmlFree(buffer); }
+  xml::Buffer *buffer;
+  ~XmlBufferOwner() { xml::XGBufFree(buffer); }
 };
 
 // Appends one child element; false when its value could not be written (the
 // element would be left open).
-bool Child(text::XmlBuffer *buffer, const char *name, const void *value, uint32_t size,
+bool Child(xml::Buffer *buffer, const char *name, const void *value, uint32_t size,
            uint32_t type, const SMXGBufFormat *format, Status *status) {
-  const uint32_t result = text::XmlNode(buffer, name, nullptr, value, size, type, format);
-  if (result == SM_STATUS_SUCCESS) return true;
-  *status = FromC(result);
+  const Status result = xml::XGBufCatNode(buffer, name, nullptr, value, size, type, format);
+  if (Ok(result)) return true;
+  *status = result;
   return false;
 }
 
@@ -92,7 +92,7 @@ Status InsertElement(int fd, const char *path, const std::string &element) {
   std::string bytes;
   off_t offset = 0;
   if (facts.st_size < static_cast<off_t>(kXmlLogPreambleSize)) {
-    bytes.append(text::kXmlDeclaration).append(kEventLogOpen);
+    bytes.append(xml::kDeclaration).append(kEventLogOpen);
   } else {
     offset = FindClosingTag(fd, facts.st_size);
     if (offset < 0) return Status::kOsFailure;
@@ -118,7 +118,7 @@ std::optional<Status> CreateDocument(const char *path, const std::string &elemen
   if (fd < 0) return std::nullopt;
   ReachStep(AppendStep::kOpened, path);
   std::string bytes;
-  bytes.append(text::kXmlDeclaration).append(kEventLogOpen).append(element).append(kEventLogClose);
+  bytes.append(xml::kDeclaration).append(kEventLogOpen).append(element).append(kEventLogClose);
   std::optional<Status> status = Status::kWriteFailed;
   if (WriteWhole(fd, bytes.data(), bytes.size(), 0)) {
     (void)fchmod(fd, kLogFileMode);
@@ -157,34 +157,34 @@ Status WriteElement(const char *path, const std::string &element) {
 Status BuildEntry(const XmlEvent &event, int64_t when, const char *host, std::string *element) {
   const char *category = CategoryName(event.category);
   if (category == nullptr) return Status::kError;
-  XmlBufferOwner owner{text::XmlAlloc(kEntryCapacity, 0)};
-  text::XmlBuffer *buffer = owner.buffer;
+  XmlBufferOwner owner{xml::XGBufAlloc(kEntryCapacity, 0)};
+  xml::Buffer *buffer = owner.buffer;
   if (buffer == nullptr) return Status::kError;
 
   // Texts are escaped once so that any text leaves the document well formed;
   // the data is written as a list of "0x%02X," bytes.
   const SMXGBufFormat escaped{0, 0, 1};
-  const SMXGBufFormat byte_list{static_cast<uint16_t>(text::kXltSelectHex), 0, 0};
+  const SMXGBufFormat byte_list{static_cast<uint16_t>(values::kSelectHex), 0, 0};
   const auto stamp = static_cast<uint32_t>(when);
   const char *link = event.link;
   const void *data = event.data_size > 0 ? event.data : nullptr;
   Status status = Status::kSuccess;
-  (void)text::XmlBeginNode(buffer, "LogEntry", nullptr);
+  (void)xml::XGBufCatBeginNode(buffer, "LogEntry", nullptr);
   const bool built =
-      Child(buffer, "TimeStamp", &when, sizeof when, text::kXltInt64, nullptr, &status) &&
-      Child(buffer, "DateTime", &stamp, sizeof stamp, text::kXltTime, nullptr, &status) &&
-      Child(buffer, "ComputerName", host, 0, text::kXltUtf8, &escaped, &status) &&
-      Child(buffer, "Type", &event.type, sizeof event.type, text::kXltUInt16, nullptr, &status) &&
-      Child(buffer, "ID", &event.event_id, sizeof event.event_id, text::kXltUInt32, nullptr,
+      Child(buffer, "TimeStamp", &when, sizeof when, values::kInt64, nullptr, &status) &&
+      Child(buffer, "DateTime", &stamp, sizeof stamp, values::kTime, nullptr, &status) &&
+      Child(buffer, "ComputerName", host, 0, values::kUtf8, &escaped, &status) &&
+      Child(buffer, "Type", &event.type, sizeof event.type, values::kUInt16, nullptr, &status) &&
+      Child(buffer, "ID", &event.event_id, sizeof event.event_id, values::kUInt32, nullptr,
             &status) &&
       Child(buffer, "Link", &link, sizeof link, kLinkValue, &escaped, &status) &&
-      Child(buffer, "UserInfo", event.user_info, 0, text::kXltUtf8, &escaped, &status) &&
-      Child(buffer, "Source", event.source, 0, text::kXltUtf8, &escaped, &status) &&
-      Child(buffer, "Category", category, 0, text::kXltUtf8, &escaped, &status) &&
-      Child(buffer, "Description", event.description, 0, text::kXltUtf8, &escaped, &status) &&
-      Child(buffer, "Data", data, event.data_size, text::kXltUcs2, &byte_list, &status);
+      Child(buffer, "UserInfo", event.user_info, 0, values::kUtf8, &escaped, &status) &&
+      Child(buffer, "Source", event.source, 0, values::kUtf8, &escaped, &status) &&
+      Child(buffer, "Category", category, 0, values::kUtf8, &escaped, &status) &&
+      Child(buffer, "Description", event.description, 0, values::kUtf8, &escaped, &status) &&
+      Child(buffer, "Data", data, event.data_size, values::kUcs2, &byte_list, &status);
   if (!built) return status;
-  (void)text::XmlEndNode(buffer, "LogEntry");
+  (void)xml::XGBufCatEndNode(buffer, "LogEntry");
   element->assign(buffer->text, buffer->length);
   return Status::kSuccess;
 }
@@ -199,13 +199,13 @@ Status AppendXml(const char *path, const XmlEvent &event, uint32_t max_size) {
     return Status::kInvalidArgs;
   }
   if (!MakeLogDirectory(path)) return Status::kError;
-  auto *host = static_cast<char *>(frame::AllocMem(kHostRoom));
+  auto *host = static_cast<char *>(base::AllocMem(kHostRoom));
   if (host == nullptr) return Status::kNoMemory;
   if (gethostname(host, kHostRoom) != 0) host[0] = 0;
   host[kHostRoom - 1] = 0;
   std::string element;
   const Status status = BuildLogEntry(event, time(nullptr), host, &element);
-  frame::FreeMem(host);
+  base::FreeMem(host);
   if (!Ok(status)) return status;
 
   if (RotateIfFull(path, element.size(), max_size)) {
