@@ -13,6 +13,7 @@
 #include "log/system_log.h"
 #include "log/text_log.h"
 #include "log/xml_log.h"
+#include "log/log_strings.h"
 
 namespace kx::log {
 
@@ -24,7 +25,7 @@ constexpr uint32_t kLogDirectoryRoom = 239;
 // Copies `text` and its terminator into the caller's buffer of *size bytes;
 // 16 with the size needed when it is shorter. On success *size is the length
 // plus 1. A null buffer only measures.
-Status Deliver(const std::string &text, char *buffer, uint32_t *size) {
+Status Deliver(const String &text, char *buffer, uint32_t *size) {
   if (buffer == nullptr) {
     *size = static_cast<uint32_t>(text.size() + 1);
     return Status::kSuccess;
@@ -51,7 +52,7 @@ Status SelectedPath(uint32_t flags, char *buffer, uint32_t *size, bool backup) {
   char path[kLogPathRoom];
   const Status found = DefaultLogPath((flags & kSelectXmlLog) != 0, path);
   if (!Ok(found)) return found;
-  return Deliver(backup ? BackupName(path) : std::string(path), buffer, size);
+  return Deliver(backup ? BackupName(path) : String(path), buffer, size);
 }
 
 // The body of AppendToLog, with the path buffer it was given.

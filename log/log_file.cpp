@@ -46,8 +46,8 @@ LogFileLock::~LogFileLock() {
   config::FileLockClose(lock_);
 }
 
-std::string BackupName(const std::string &path) {
-  std::string backup = path;
+String BackupName(const String &path) {
+  String backup = path;
   if (!backup.empty()) backup.back() = '_';
   return backup;
 }
@@ -72,10 +72,10 @@ int OpenLog(const char *path, int flags) {
 }
 
 bool MakeLogDirectory(const char *path) {
-  const std::string text(path);
+  const String text(path);
   const size_t slash = text.find_last_of('/');
-  if (slash == std::string::npos || slash == 0) return true;  // the current or root directory
-  const std::string directory = text.substr(0, slash);
+  if (slash == String::npos || slash == 0) return true;  // the current or root directory
+  const String directory = text.substr(0, slash);
   struct stat facts {};
   if (stat(directory.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode)) return true;
   if (mkdir(directory.c_str(), 0755) == 0) return true;
@@ -168,7 +168,7 @@ bool RotateIfFull(const char *path, uint64_t estimate, uint32_t max_size) {
     RecoverInterruptedWrite(fd);
     close(fd);
   }
-  const std::string backup = BackupName(path);
+  const String backup = BackupName(path);
   if (const LogTestHooks *hooks = g_hooks.load(); hooks != nullptr && hooks->before_backup_delete) {
     if (access(backup.c_str(), F_OK) == 0) hooks->before_backup_delete(backup.c_str());
   }

@@ -15,6 +15,7 @@
 
 #include "base/status.h"
 #include "config/file_lock.h"
+#include "log/log_strings.h"
 
 namespace kx::log {
 
@@ -50,7 +51,7 @@ class LogFileLock {
 
 // The backup name of a log: its path with the last character replaced by
 // '_' ("kxsys32.log" -> "kxsys32.lo_"). The path must not be empty.
-std::string BackupName(const std::string &path);
+String BackupName(const String &path);
 
 // The size of the file at `path`, 0 when it cannot be examined.
 uint64_t FileSizeOf(const char *path);

@@ -8,9 +8,12 @@
 
 #include <cstring>
 #include <map>
+#include <new>
 #include <string>
 
+#include "base/memory.h"
 #include "os/mutex.h"
+#include "log/log_strings.h"
 
 namespace kx::log {
 
@@ -18,12 +21,18 @@ namespace {
 
 os::MutexHandle *g_table_mutex = nullptr;
 pthread_mutex_t g_fallback_lock = PTHREAD_MUTEX_INITIALIZER;
-using MaxSizeTable = std::map<std::string, uint32_t, std::less<>>;
+using MaxSizeTable =
+    std::map<String, uint32_t, std::less<>, base::Allocator<std::pair<const String, uint32_t>>>;
 MaxSizeTable *g_max_sizes = nullptr;
 
-// The table, made on first use; the caller holds the table's lock.
+// The table, made on first use in a block of the library's heap; the caller
+// holds the table's lock. Throws std::bad_alloc when the block is refused.
 MaxSizeTable &Table() {
-  if (g_max_sizes == nullptr) g_max_sizes = new MaxSizeTable;
+  if (g_max_sizes == nullptr) {
+    void *block = base::AllocMem(sizeof(MaxSizeTable));
+    if (block == nullptr) throw std::bad_alloc();
+    g_max_sizes = new (block) MaxSizeTable;
+  }
   return *g_max_sizes;
 }
 
@@ -62,8 +71,8 @@ Status SetLogMaxSize(const char *path, uint32_t size) {
   if (size < kDefaultLogMaxSize || size > kLargestLogMaxSize) return Status::kInvalidParameter;
   try {
     TableLock lock;
-    Table().insert_or_assign(std::string(path), size);
-  } catch (...) {
+    Table().insert_or_assign(String(path), size);
+  } catch (const std::bad_alloc &) {
     return Status::kNoMemory;
   }
   return Status::kSuccess;
@@ -75,8 +84,8 @@ Status GetLogMaxSize(const char *path, uint32_t *size) {
   if (!Recordable(path)) return Status::kSuccess;
   try {
     TableLock lock;
-    *size = Table().try_emplace(std::string(path), kDefaultLogMaxSize).first->second;
-  } catch (...) {
+    *size = Table().try_emplace(String(path), kDefaultLogMaxSize).first->second;
+  } catch (const std::bad_alloc &) {
     // Not recorded: the default stands.
   }
   return Status::kSuccess;
@@ -90,8 +99,11 @@ int EventLogAttach() {
 void EventLogDetach() {
   {
     TableLock lock;
-    delete g_max_sizes;
-    g_max_sizes = nullptr;
+    if (g_max_sizes != nullptr) {
+      g_max_sizes->~MaxSizeTable();
+      base::FreeMem(g_max_sizes);
+      g_max_sizes = nullptr;
+    }
   }
   os::MutexDestroy(g_table_mutex);
   g_table_mutex = nullptr;

@@ -6,11 +6,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <cstdio>
 #include <ctime>
 #include <new>
 
 #include "log/log_file.h"
+#include "log/log_strings.h"
 
 namespace kx::log {
 
@@ -22,16 +24,18 @@ constexpr size_t kPrefixRoom = 128;
 constexpr size_t kTimeRoom = 64;
 constexpr mode_t kRotatedFileMode = 0644;
 
-std::string Generation(const char *path, uint32_t n) {
-  return std::string(path) + "." + std::to_string(n);
+String Generation(const char *path, uint32_t n) {
+  char number[16];
+  *std::to_chars(number, number + sizeof number - 1, n).ptr = 0;
+  return String(path) + "." + number;
 }
 
-bool Exists(const std::string &path) {
+bool Exists(const String &path) {
   return access(path.c_str(), F_OK) == 0;
 }
 
 // "[%b %d %Y %H:%M:%S] " of the local time, or the text of what failed.
-std::string TimePrefix() {
+String TimePrefix() {
   const time_t now = time(nullptr);
   struct tm local {};
   if (localtime_r(&now, &local) == nullptr) return "[localtime error] ";
@@ -50,7 +54,7 @@ void ShiftGenerations(const char *path, uint32_t max_size, uint32_t rotate_count
     return;
   }
   for (uint32_t n = rotate_count; n >= 2; --n) {
-    const std::string older = Generation(path, n - 1);
+    const String older = Generation(path, n - 1);
     if (Exists(older)) (void)rename(older.c_str(), Generation(path, n).c_str());
   }
   (void)rename(path, Generation(path, 1).c_str());
@@ -60,7 +64,7 @@ void ShiftGenerations(const char *path, uint32_t max_size, uint32_t rotate_count
 void DeleteGenerations(const char *path, uint32_t delete_generations, uint32_t rotate_count) {
   if (delete_generations == 1) {
     for (uint32_t n = rotate_count; n >= 1; --n) {
-      const std::string generation = Generation(path, n);
+      const String generation = Generation(path, n);
       if (Exists(generation)) (void)unlink(generation.c_str());
     }
   }
@@ -69,8 +73,8 @@ void DeleteGenerations(const char *path, uint32_t delete_generations, uint32_t r
 
 }  // namespace
 
-std::string RotatedPrefix(uint32_t options) {
-  std::string prefix;
+String RotatedPrefix(uint32_t options) {
+  String prefix;
   if ((options & kRotatedTime) != 0) prefix += TimePrefix();
   if ((options & kRotatedIds) != 0) {
     // The thread identifier is the thread's pthread_t, as SMThreadGetID gives it.
@@ -86,7 +90,7 @@ std::string RotatedPrefix(uint32_t options) {
 Status FileLogMsgToRotatedLog(const char *message, const char *path, uint32_t max_size,
                               uint32_t rotate_count, uint32_t options) {
   if (message == nullptr || path == nullptr) return Status::kInvalidParameter;
-  std::string line;
+  String line;
   try {
     line = RotatedPrefix(options);
     line += message;

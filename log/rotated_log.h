@@ -9,6 +9,7 @@
 #include <string>
 
 #include "base/status.h"
+#include "log/log_strings.h"
 
 namespace kx::log {
 
@@ -19,7 +20,7 @@ inline constexpr uint32_t kRotatedLineFeed = 4;  // "\n" after the message
 
 // The prefix of a message for `options`: the time (or "[localtime error] " /
 // "[strftime error] " in its place) before the identifiers, cut at 127 bytes.
-std::string RotatedPrefix(uint32_t options);
+String RotatedPrefix(uint32_t options);
 
 // SMFileLogMsgToRotatedLog: rotation check, then prefix, message and suffix
 // appended to `path` (created as needed) with the file's permission bits

@@ -19,6 +19,7 @@
 #include "base/memory.h"
 #include "log/event_types.h"
 #include "values/translation.h"
+#include "log/log_strings.h"
 
 namespace kx::log {
 
@@ -30,16 +31,16 @@ namespace {
 pthread_mutex_t g_target_lock = PTHREAD_MUTEX_INITIALIZER;
 char g_test_socket[sizeof(sockaddr_un::sun_path)];
 
-std::string TestSocket() {
+String TestSocket() {
   pthread_mutex_lock(&g_target_lock);
-  std::string path = g_test_socket;
+  String path = g_test_socket;
   pthread_mutex_unlock(&g_target_lock);
   return path;
 }
 
 // The datagram the C library's logger would send for an identity without
 // LOG_PID: "<PRI>Mmm dd hh:mm:ss identity: message".
-void SendDatagram(const std::string &socket_path, const char *identity, int priority,
+void SendDatagram(const String &socket_path, const char *identity, int priority,
                   const char *message) {
   char head[64];
   const time_t now = time(nullptr);
@@ -48,7 +49,7 @@ void SendDatagram(const std::string &socket_path, const char *identity, int prio
   if (localtime_r(&now, &local) != nullptr) {
     length += static_cast<int>(strftime(head + length, sizeof head - length, "%h %e %T ", &local));
   }
-  std::string datagram(head, static_cast<size_t>(length));
+  String datagram(head, static_cast<size_t>(length));
   if (identity != nullptr) datagram.append(identity).append(": ");
   datagram.append(message);
 
@@ -65,7 +66,7 @@ void SendDatagram(const std::string &socket_path, const char *identity, int prio
 
 // Hands one finished message to the logger under `identity`.
 void Emit(const char *identity, int priority, const char *message) {
-  if (const std::string socket_path = TestSocket(); !socket_path.empty()) {
+  if (const String socket_path = TestSocket(); !socket_path.empty()) {
     SendDatagram(socket_path, identity, priority, message);
     return;
   }

@@ -25,6 +25,7 @@
 #include "log/log_file.h"
 #include "log/max_size.h"
 #include "text/utf.h"
+#include "log/log_strings.h"
 
 namespace kx::log {
 
@@ -57,28 +58,28 @@ uint64_t RecordEstimate(uint32_t data_size, size_t source_units, size_t descript
 
 // The UCS-2 form of UTF-8 `text`; false when it is not UTF-8, empty or longer
 // than `limit` characters.
-bool ToUcs2(const char *text, uint32_t limit, std::u16string *units) {
+bool ToUcs2(const char *text, uint32_t limit, U16String *units) {
   uint32_t size = 0;
   if (!Ok(text::UTF8StrToUCS2Str(nullptr, &size, text))) return false;
   const uint32_t count = size / 2 - 1;
   if (count == 0 || count > limit) return false;
-  std::vector<uint16_t> buffer(count + 1);
+  Vector<uint16_t> buffer(count + 1);
   if (!Ok(text::UTF8StrToUCS2Str(buffer.data(), &size, text))) return false;
   units->assign(buffer.begin(), buffer.begin() + count);
   return true;
 }
 
-void Put(std::u16string *out, const char *ascii) {
+void Put(U16String *out, const char *ascii) {
   for (; *ascii != '\0'; ++ascii) out->push_back(static_cast<unsigned char>(*ascii));
 }
 
-void PutLineEnd(std::u16string *out) {
+void PutLineEnd(U16String *out) {
   out->push_back(u'\r');
   out->push_back(u'\n');
 }
 
 // The host name, at most kTextHostRoom bytes.
-std::string HostName() {
+String HostName() {
   char host[kTextHostRoom + 1] = "";
   if (gethostname(host, sizeof host) != 0) host[0] = 0;
   host[kTextHostRoom] = 0;
@@ -86,7 +87,7 @@ std::string HostName() {
 }
 
 // The C library's ctime text of `when` without its newline.
-std::string CtimeText(time_t when) {
+String CtimeText(time_t when) {
   char text[32] = "";
   if (ctime_r(&when, text) == nullptr) return "";
   text[std::strcspn(text, "\n")] = 0;
@@ -95,8 +96,8 @@ std::string CtimeText(time_t when) {
 
 // The event's texts in UCS-2.
 struct EventTexts {
-  std::u16string source;
-  std::u16string description;
+  U16String source;
+  U16String description;
 };
 
 // Converts source and description; false when either is missing, empty, too
@@ -109,8 +110,8 @@ bool ConvertTexts(const TextEvent &event, EventTexts *texts) {
 
 // The record of an event whose category and type are known.
 void AssembleRecord(const TextEvent &event, const EventTexts &texts, time_t when, const char *host,
-                    std::u16string *record) {
-  std::u16string computer;
+                    U16String *record) {
+  U16String computer;
   if (!ToUcs2(host, kTextHostRoom, &computer)) {
     for (const char *c = host; *c != '\0'; ++c) computer.push_back(static_cast<unsigned char>(*c));
   }
@@ -146,7 +147,7 @@ void AssembleRecord(const TextEvent &event, const EventTexts &texts, time_t when
 }
 
 // The header block (when the file is shorter) and the record, in one write.
-Status WriteRecord(const char *path, const std::u16string &record) {
+Status WriteRecord(const char *path, const U16String &record) {
   LogFileLock lock(path);
   if (!lock.ok()) return Status::kNoMemory;
   ReachStep(AppendStep::kLocked, path);
@@ -159,7 +160,7 @@ Status WriteRecord(const char *path, const std::u16string &record) {
     return Status::kError;
   }
   ReachStep(AppendStep::kOpened, path);
-  std::string bytes;
+  String bytes;
   if (facts.st_size < static_cast<off_t>(kTextLogHeaderSize)) {
     bytes.assign(reinterpret_cast<const char *>(kTextLogHeader.data()), kTextLogHeaderSize);
   }
@@ -174,7 +175,7 @@ Status WriteRecord(const char *path, const std::u16string &record) {
 
 // The bodies of BuildTextRecord, AppendToTextLog and ClearTextLog, which turn
 // an allocation failure inside them into status 272.
-Status BuildRecord(const TextEvent &event, time_t when, const char *host, std::u16string *record) {
+Status BuildRecord(const TextEvent &event, time_t when, const char *host, U16String *record) {
   EventTexts texts;
   if (!ConvertTexts(event, &texts)) return Status::kInvalidArgs;
   AssembleRecord(event, texts, when, host, record);
@@ -200,7 +201,7 @@ Status AppendText(const char *path, const TextEvent &event, uint32_t max_size) {
         kEventInformation, kCategoryCoreBroker, 1, event.source, "Log backup created", nullptr, 0};
     (void)AppendToTextLog(path, notice, max_size);
   }
-  std::u16string record;
+  U16String record;
   AssembleRecord(event, texts, time(nullptr), HostName().c_str(), &record);
   return WriteRecord(path, record);
 }
@@ -219,7 +220,7 @@ Status ClearText(const char *path, uint16_t category, const char *source) {
 
 const std::array<unsigned char, kTextLogHeaderSize> kTextLogHeader = MakeHeader();
 
-void AppendHexDump(const uint8_t *data, uint32_t size, std::u16string *out) {
+void AppendHexDump(const uint8_t *data, uint32_t size, U16String *out) {
   static constexpr char kHex[] = "0123456789ABCDEF";
   constexpr size_t kCharacterColumn = 62;
   for (uint32_t line = 0; line < size; line += 16) {
@@ -242,8 +243,7 @@ void AppendHexDump(const uint8_t *data, uint32_t size, std::u16string *out) {
   }
 }
 
-Status BuildTextRecord(const TextEvent &event, time_t when, const char *host,
-                       std::u16string *record) {
+Status BuildTextRecord(const TextEvent &event, time_t when, const char *host, U16String *record) {
   return CatchNoMemory([&] { return BuildRecord(event, when, host, record); });
 }
 

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "base/status.h"
+#include "log/log_strings.h"
 
 namespace kx::log {
 
@@ -41,7 +42,7 @@ struct TextEvent {
 // "0x%08X: " with the offset, the bytes as "XX " (upper case) and, from
 // column 62, the bytes as characters ('.' for those that do not print); lines
 // are separated by CR LF, the last one has none. Nothing for no bytes.
-void AppendHexDump(const uint8_t *data, uint32_t size, std::u16string *out);
+void AppendHexDump(const uint8_t *data, uint32_t size, U16String *out);
 
 // The record of `event` stamped with `when` and `host`: the eight fields
 // "EventID: ", "Source: ", "Category: ", the type label, "Date and Time: "
@@ -49,8 +50,7 @@ void AppendHexDump(const uint8_t *data, uint32_t size, std::u16string *out);
 // "Data: Bytes in Hex" CR LF dump, each ending with CR LF. The category and
 // type must be known ones. Statuses: 0; 2 for a source or description that is
 // empty, too long or not UTF-8.
-Status BuildTextRecord(const TextEvent &event, time_t when, const char *host,
-                       std::u16string *record);
+Status BuildTextRecord(const TextEvent &event, time_t when, const char *host, U16String *record);
 
 // Appends one event to the text log at `path`, rotating it to its backup
 // first when its size plus the record's estimate reaches `max_size`.

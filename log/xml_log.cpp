@@ -20,6 +20,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <optional>
@@ -31,12 +32,16 @@
 #include "log/max_size.h"
 #include "xml/buffer.h"
 #include "values/translation.h"
+#include "log/log_strings.h"
 
 namespace kx::log {
 
 namespace {
 
 constexpr uint32_t kEntryCapacity = 2048;
+// Bytes of an element beyond its texts and data: the tags, the stamps and
+// the numbers.
+constexpr uint64_t kEntryFrame = 512;
 constexpr uint32_t kHostRoom = 256;
 // The XML buffer's value type for a pointer to UTF-8 text, in its link form.
 constexpr uint32_t kLinkValue = 50;
@@ -49,8 +54,8 @@ struct XmlBufferOwner {
 
 // Appends one child element; false when its value could not be written (the
 // element would be left open).
-bool Child(xml::Buffer *buffer, const char *name, const void *value, uint32_t size,
-           uint32_t type, const SMXGBufFormat *format, Status *status) {
+bool Child(xml::Buffer *buffer, const char *name, const void *value, uint32_t size, uint32_t type,
+           const SMXGBufFormat *format, Status *status) {
   const Status result = xml::XGBufCatNode(buffer, name, nullptr, value, size, type, format);
   if (Ok(result)) return true;
   *status = result;
@@ -69,7 +74,7 @@ bool TextFits(const char *text, uint32_t limit) {
 // offset in turn.
 off_t FindClosingTag(int fd, off_t size) {
   constexpr off_t kBlock = 65536;
-  std::vector<char> block(kBlock);
+  Vector<char> block(kBlock);
   off_t top = size - kEventLogCloseSize;  // highest candidate
   while (top >= static_cast<off_t>(kXmlLogPreambleSize)) {
     const off_t low = std::max<off_t>(kXmlLogPreambleSize, top - (kBlock - kEventLogCloseSize) + 1);
@@ -86,10 +91,10 @@ off_t FindClosingTag(int fd, off_t size) {
 
 // Writes `element` into the open XML log: a new document when the file is
 // shorter than the declaration, else in front of the closing tag.
-Status InsertElement(int fd, const char *path, const std::string &element) {
+Status InsertElement(int fd, const char *path, const String &element) {
   struct stat facts {};
   if (fstat(fd, &facts) != 0) return Status::kError;
-  std::string bytes;
+  String bytes;
   off_t offset = 0;
   if (facts.st_size < static_cast<off_t>(kXmlLogPreambleSize)) {
     bytes.append(xml::kDeclaration).append(kEventLogOpen);
@@ -109,21 +114,21 @@ Status InsertElement(int fd, const char *path, const std::string &element) {
 // appears complete or not at all. Nothing when the file system offers no
 // unnamed files or the name has appeared meanwhile: the caller then creates
 // the file in place.
-std::optional<Status> CreateDocument(const char *path, const std::string &element) {
-  const std::string text(path);
+std::optional<Status> CreateDocument(const char *path, const String &element) {
+  const String text(path);
   const size_t slash = text.find_last_of('/');
-  const std::string directory =
-      slash == std::string::npos ? "." : (slash == 0 ? "/" : text.substr(0, slash));
+  const String directory = slash == String::npos ? "." : (slash == 0 ? "/" : text.substr(0, slash));
   const int fd = open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, kLogFileMode);
   if (fd < 0) return std::nullopt;
   ReachStep(AppendStep::kOpened, path);
-  std::string bytes;
+  String bytes;
   bytes.append(xml::kDeclaration).append(kEventLogOpen).append(element).append(kEventLogClose);
   std::optional<Status> status = Status::kWriteFailed;
   if (WriteWhole(fd, bytes.data(), bytes.size(), 0)) {
     (void)fchmod(fd, kLogFileMode);
-    const std::string self = "/proc/self/fd/" + std::to_string(fd);
-    if (linkat(AT_FDCWD, self.c_str(), AT_FDCWD, path, AT_SYMLINK_FOLLOW) == 0) {
+    char self[40];
+    std::snprintf(self, sizeof self, "/proc/self/fd/%d", fd);
+    if (linkat(AT_FDCWD, self, AT_FDCWD, path, AT_SYMLINK_FOLLOW) == 0) {
       status = Status::kSuccess;
       ReachStep(AppendStep::kWritten, path);
     } else {
@@ -134,7 +139,7 @@ std::optional<Status> CreateDocument(const char *path, const std::string &elemen
   return status;
 }
 
-Status WriteElement(const char *path, const std::string &element) {
+Status WriteElement(const char *path, const String &element) {
   LogFileLock lock(path);
   if (!lock.ok()) return Status::kNoMemory;
   ReachStep(AppendStep::kLocked, path);
@@ -154,10 +159,20 @@ Status WriteElement(const char *path, const std::string &element) {
 
 // The bodies of BuildLogEntry, AppendToXMLLog and ClearXMLLog, which turn an
 // allocation failure inside them into status 272.
-Status BuildEntry(const XmlEvent &event, int64_t when, const char *host, std::string *element) {
+Status BuildEntry(const XmlEvent &event, int64_t when, const char *host, String *element) {
   const char *category = CategoryName(event.category);
   if (category == nullptr) return Status::kError;
-  XmlBufferOwner owner{xml::XGBufAlloc(kEntryCapacity, 0)};
+  // The buffer grows silently (a piece that finds no room is simply missing),
+  // so it is made large enough for the element at once: texts escaped at
+  // most six bytes a byte, data five bytes a byte.
+  uint64_t bound = kEntryFrame + 5 * uint64_t{event.data_size};
+  for (const char *text :
+       {host, event.link, event.user_info, event.source, category, event.description}) {
+    if (text != nullptr) bound += 6 * uint64_t{std::strlen(text)};
+  }
+  if (bound >= UINT32_MAX) return Status::kNoMemory;
+  XmlBufferOwner owner{
+      xml::XGBufAlloc(std::max<uint32_t>(kEntryCapacity, static_cast<uint32_t>(bound)), 0)};
   xml::Buffer *buffer = owner.buffer;
   if (buffer == nullptr) return Status::kError;
 
@@ -203,7 +218,7 @@ Status AppendXml(const char *path, const XmlEvent &event, uint32_t max_size) {
   if (host == nullptr) return Status::kNoMemory;
   if (gethostname(host, kHostRoom) != 0) host[0] = 0;
   host[kHostRoom - 1] = 0;
-  std::string element;
+  String element;
   const Status status = BuildLogEntry(event, time(nullptr), host, &element);
   base::FreeMem(host);
   if (!Ok(status)) return status;
@@ -237,7 +252,7 @@ Status ClearXml(const char *path, uint16_t category, const char *user_info, cons
 
 }  // namespace
 
-Status BuildLogEntry(const XmlEvent &event, int64_t when, const char *host, std::string *element) {
+Status BuildLogEntry(const XmlEvent &event, int64_t when, const char *host, String *element) {
   return CatchNoMemory([&] { return BuildEntry(event, when, host, element); });
 }
 

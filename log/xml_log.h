@@ -8,6 +8,7 @@
 #include <string>
 
 #include "base/status.h"
+#include "log/log_strings.h"
 
 namespace kx::log {
 
@@ -43,7 +44,7 @@ struct XmlEvent {
 // name), Description, Data ("0x%02X," per byte). Texts are XML-escaped once.
 // Statuses: 0; all ones for an unknown category or when the generation buffer
 // cannot be made; 272 when a value cannot be written for lack of memory.
-Status BuildLogEntry(const XmlEvent &event, int64_t when, const char *host, std::string *element);
+Status BuildLogEntry(const XmlEvent &event, int64_t when, const char *host, String *element);
 
 // Appends one LogEntry to the XML log at `path`, rotating it to its backup
 // first when its size plus the element's length reaches `max_size`.

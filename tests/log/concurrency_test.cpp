@@ -224,7 +224,7 @@ void RaceToRotate(const std::string &path, Append append, uint32_t max_size,
     waitpid(pid, &status, 0);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
   }
-  EXPECT_EQ(ReadFile(kx::log::BackupName(path)), full_content);
+  EXPECT_EQ(ReadFile(kx::log::BackupName(path.c_str()).c_str()), full_content);
 }
 
 TEST_F(SharedLogs, racing_appenders_rotate_the_text_log_once) {

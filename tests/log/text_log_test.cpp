@@ -61,10 +61,11 @@ TEST_F(TextLogTest, first_append_writes_header_then_one_record) {
 
 TEST_F(TextLogTest, record_bytes_follow_the_format) {
   const char data[] = "0123456789ABCDEFxy\x01";
-  std::u16string record;
+  kx::log::U16String built;
   ASSERT_EQ(
-      kx::log::BuildTextRecord({16, 6, 99, "S\xC3\xA9", "line", data, 19}, 0, "host1", &record),
+      kx::log::BuildTextRecord({16, 6, 99, "S\xC3\xA9", "line", data, 19}, 0, "host1", &built),
       Status::kSuccess);
+  const std::u16string record(built.begin(), built.end());
   const std::u16string expected =
       u"EventID: 99\r\nSource: S\u00E9\r\nCategory: Release Ledger\r\nType: Audit Failure\r\n"
       u"Date and Time: " +
@@ -101,9 +102,9 @@ TEST(TextLogDump, matches_an_independent_formatter_for_every_length) {
   for (uint32_t size = 0; size <= 100; ++size) {
     std::vector<uint8_t> data(size);
     for (uint8_t &byte : data) byte = static_cast<uint8_t>(random());
-    std::u16string dump;
+    kx::log::U16String dump;
     kx::log::AppendHexDump(data.data(), size, &dump);
-    EXPECT_EQ(dump, ReferenceDump(data)) << size;
+    EXPECT_EQ(std::u16string(dump.begin(), dump.end()), ReferenceDump(data)) << size;
   }
 }
 

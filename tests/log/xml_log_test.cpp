@@ -72,11 +72,11 @@ TEST_F(XmlLogTest, log_entry_children_in_order_with_their_values) {
 }
 
 TEST_F(XmlLogTest, element_bytes_for_a_fixed_time_and_host) {
-  std::string element;
+  kx::log::String element;
   ASSERT_EQ(kx::log::BuildLogEntry({16, 1, 5, nullptr, "s<1>", "a & b", nullptr, "z", 1}, 86400,
                                    "h", &element),
             Status::kSuccess);
-  EXPECT_EQ(element, "<LogEntry><TimeStamp>86400</TimeStamp><DateTime>" + logtest::CtimeOf(86400) +
+  EXPECT_EQ(std::string(element.c_str()), "<LogEntry><TimeStamp>86400</TimeStamp><DateTime>" + logtest::CtimeOf(86400) +
                          "</DateTime><ComputerName>h</ComputerName><Type>16</Type><ID>5</ID>"
                          "<Link></Link><UserInfo></UserInfo><Source>s&lt;1&gt;</Source>"
                          "<Category>Core Broker</Category><Description>a &amp; b</Description>"
@@ -200,7 +200,7 @@ TEST_F(XmlLogTest, argument_rules) {
 TEST_F(XmlLogTest, rotation_keeps_the_old_file_and_starts_with_the_backup_entry) {
   ASSERT_EQ(AppendToXMLLog(Log().c_str(), Event("first"), 1 << 20), Status::kSuccess);
   const std::string full = ReadFile(Log());
-  std::string element;
+  kx::log::String element;
   ASSERT_EQ(kx::log::BuildLogEntry(Event("second"), 0, logtest::HostName().c_str(), &element),
             Status::kSuccess);
   // The element's length is the estimate (the real stamps are a few bytes
