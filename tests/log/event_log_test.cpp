@@ -42,16 +42,16 @@ TEST_F(EventLogTest, path_queries_select_by_flag_and_check_the_buffer) {
       {2, SM_STATUS_FAILED, "", ""},
       {2 | 4, SM_STATUS_FAILED, "", ""},
       {1, SM_STATUS_INVALID_ARGS, "", ""},
-      {4, 0, box_.TextLog(), box_.LogDir() + "/log/kxsys32.lo_"},
-      {8, 0, box_.XmlLog(), box_.LogDir() + "/log/kxsys32.xm_"},
-      {4 | 8, 0, box_.XmlLog(), box_.LogDir() + "/log/kxsys32.xm_"},
+      {4, SM_STATUS_SUCCESS, box_.TextLog(), box_.LogDir() + "/log/kxsys32.lo_"},
+      {8, SM_STATUS_SUCCESS, box_.XmlLog(), box_.LogDir() + "/log/kxsys32.xm_"},
+      {4 | 8, SM_STATUS_SUCCESS, box_.XmlLog(), box_.LogDir() + "/log/kxsys32.xm_"},
   };
   for (const auto &row : rows) {
     SMStatus status;
     uint32_t size;
     EXPECT_EQ(PathFor(row.flags, SMGetLogPathFileName, &status, &size), row.path) << row.flags;
     EXPECT_EQ(status, row.status) << row.flags;
-    if (row.status == 0) {
+    if (row.status == SM_STATUS_SUCCESS) {
       EXPECT_EQ(size, row.path.size() + 1);
     }
     EXPECT_EQ(PathFor(row.flags, SMGetBackupLogPathFileName, &status, &size), row.backup);
@@ -65,7 +65,7 @@ TEST_F(EventLogTest, path_queries_select_by_flag_and_check_the_buffer) {
   EXPECT_EQ(SMGetBackupLogPathFileName(8, small, &size), SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 256u);
   size = 256;  // a null buffer measures
-  EXPECT_EQ(SMGetLogPathFileName(8, nullptr, &size), 0u);
+  EXPECT_EQ(SMGetLogPathFileName(8, nullptr, &size), SM_STATUS_SUCCESS);
   EXPECT_EQ(size, box_.XmlLog().size() + 1);
   EXPECT_EQ(SMGetLogPathFileName(8, small, nullptr), SM_STATUS_INVALID_ARGS);
 }
@@ -81,8 +81,8 @@ TEST_F(EventLogTest, backup_name_of_a_given_path) {
       {nullptr, 64, SM_STATUS_INVALID_PARAMETER, 64, ""},
       {"", 64, SM_STATUS_INVALID_PARAMETER, 64, ""},
       {"x", 64, SM_STATUS_INVALID_PARAMETER, 64, ""},
-      {"ab", 64, 0, 3, "a_"},
-      {"/v/a.xml", 9, 0, 9, "/v/a.xm_"},
+      {"ab", 64, SM_STATUS_SUCCESS, 3, "a_"},
+      {"/v/a.xml", 9, SM_STATUS_SUCCESS, 9, "/v/a.xm_"},
       {"/v/a.xml", 8, SM_STATUS_BUFFER_TOO_SMALL, 9, ""},
   };
   for (const auto &row : rows) {
@@ -93,7 +93,7 @@ TEST_F(EventLogTest, backup_name_of_a_given_path) {
     EXPECT_STREQ(buffer, row.backup);
   }
   uint32_t size = 0;  // a null buffer measures
-  EXPECT_EQ(SMGetBackupXMLLogPathFileName("/v/a.xml", nullptr, &size), 0u);
+  EXPECT_EQ(SMGetBackupXMLLogPathFileName("/v/a.xml", nullptr, &size), SM_STATUS_SUCCESS);
   EXPECT_EQ(size, 9u);
   EXPECT_EQ(SMGetBackupXMLLogPathFileName("/v/a.xml", nullptr, nullptr),
             SM_STATUS_INVALID_PARAMETER);
@@ -111,36 +111,36 @@ TEST_F(EventLogTest, maximum_size_table) {
       {"/a", 1048575, SM_STATUS_INVALID_PARAMETER},
       {"/a", 4194305, SM_STATUS_INVALID_PARAMETER},
       {too_long.c_str(), 2000000, SM_STATUS_INVALID_PARAMETER},
-      {"/a", 4194304, 0},
-      {"/b", 1048576, 0},
-      {longest.c_str(), 3000000, 0},
+      {"/a", 4194304, SM_STATUS_SUCCESS},
+      {"/b", 1048576, SM_STATUS_SUCCESS},
+      {longest.c_str(), 3000000, SM_STATUS_SUCCESS},
   };
   for (const auto &row : rows) EXPECT_EQ(SMSetLogMaxSize(row.path, row.size), row.status);
   uint32_t size = 0;
-  EXPECT_EQ(SMGetLogMaxSize("/a", &size), 0u);
+  EXPECT_EQ(SMGetLogMaxSize("/a", &size), SM_STATUS_SUCCESS);
   EXPECT_EQ(size, 4194304u);
-  EXPECT_EQ(SMGetLogMaxSize(longest.c_str(), &size), 0u);
+  EXPECT_EQ(SMGetLogMaxSize(longest.c_str(), &size), SM_STATUS_SUCCESS);
   EXPECT_EQ(size, 3000000u);
-  EXPECT_EQ(SMSetLogMaxSize("/a", 2000000), 0u);  // replaces
-  EXPECT_EQ(SMGetLogMaxSize("/a", &size), 0u);
+  EXPECT_EQ(SMSetLogMaxSize("/a", 2000000), SM_STATUS_SUCCESS);  // replaces
+  EXPECT_EQ(SMGetLogMaxSize("/a", &size), SM_STATUS_SUCCESS);
   EXPECT_EQ(size, 2000000u);
-  EXPECT_EQ(SMGetLogMaxSize("/a/", &size), 0u);  // exact text: another path
+  EXPECT_EQ(SMGetLogMaxSize("/a/", &size), SM_STATUS_SUCCESS);  // exact text: another path
   EXPECT_EQ(size, 1048576u);
   EXPECT_EQ(SMGetLogMaxSize(nullptr, &size), SM_STATUS_INVALID_PARAMETER);
   EXPECT_EQ(SMGetLogMaxSize("", &size), SM_STATUS_INVALID_PARAMETER);
 }
 
 TEST_F(EventLogTest, table_is_emptied_by_detach) {
-  ASSERT_EQ(SMSetLogMaxSize("/kept", 2000000), 0u);
+  ASSERT_EQ(SMSetLogMaxSize("/kept", 2000000), SM_STATUS_SUCCESS);
   ASSERT_TRUE(box_.Reload());
   uint32_t size = 0;
-  EXPECT_EQ(SMGetLogMaxSize("/kept", &size), 0u);
+  EXPECT_EQ(SMGetLogMaxSize("/kept", &size), SM_STATUS_SUCCESS);
   EXPECT_EQ(size, 1048576u);
 }
 
 TEST_F(EventLogTest, append_selects_logs_and_reports_the_xml_status_only) {
   EXPECT_EQ(SMAppendToLog(0, 4, 1, 1, "s", "d", nullptr, 0), SM_STATUS_INVALID_ARGS);
-  ASSERT_EQ(SMAppendToLog(4 | 8, 1, 2, 77, "svc", "both", "ab", 2), 0u);
+  ASSERT_EQ(SMAppendToLog(4 | 8, 1, 2, 77, "svc", "both", "ab", 2), SM_STATUS_SUCCESS);
   const logtest::TextLog text = logtest::DecodeTextLog(ReadFile(box_.TextLog()));
   ASSERT_EQ(text.records.size(), 1u);
   EXPECT_EQ(text.records[0].description, "both");
@@ -154,7 +154,7 @@ TEST_F(EventLogTest, append_selects_logs_and_reports_the_xml_status_only) {
   EXPECT_EQ(xml->at(0).text.at("Data"), "0x61,0x62,");
 
   // The text log's failure (an unknown type) is not reported; the XML's is.
-  EXPECT_EQ(SMAppendToLog(4, 3, 1, 1, "s", "d", nullptr, 0), 0u);
+  EXPECT_EQ(SMAppendToLog(4, 3, 1, 1, "s", "d", nullptr, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(SMAppendToLog(8, 4, 9, 1, "s", "d", nullptr, 0), SM_STATUS_ERROR);
   EXPECT_EQ(SMAppendToLog(4 | 8, 4, 1, 1, "s", std::string(9000, 'd').c_str(), nullptr, 0),
             SM_STATUS_INVALID_ARGS);
@@ -162,11 +162,11 @@ TEST_F(EventLogTest, append_selects_logs_and_reports_the_xml_status_only) {
 }
 
 TEST_F(EventLogTest, text_log_uses_the_maximum_recorded_for_its_path) {
-  ASSERT_EQ(SMSetLogMaxSize(box_.TextLog().c_str(), 1048576), 0u);
+  ASSERT_EQ(SMSetLogMaxSize(box_.TextLog().c_str(), 1048576), SM_STATUS_SUCCESS);
   const std::string description(16000, 'd');
   // Records of about 32 kB (estimated at 34 kB): one of the 33 appends rotates.
   for (int i = 0; i < 33; ++i) {
-    ASSERT_EQ(SMAppendToLog(4, 4, 1, i, "s", description.c_str(), nullptr, 0), 0u);
+    ASSERT_EQ(SMAppendToLog(4, 4, 1, i, "s", description.c_str(), nullptr, 0), SM_STATUS_SUCCESS);
   }
   const std::string backup = box_.LogDir() + "/log/kxsys32.lo_";
   ASSERT_TRUE(logtest::Exists(backup));
@@ -178,10 +178,10 @@ TEST_F(EventLogTest, text_log_uses_the_maximum_recorded_for_its_path) {
 
 TEST_F(EventLogTest, clear_rules_and_entries) {
   EXPECT_EQ(SMClearLog(0, 1, "s"), SM_STATUS_INVALID_ARGS);
-  ASSERT_EQ(SMAppendToLog(4 | 8, 4, 1, 1, "s", "before", nullptr, 0), 0u);
+  ASSERT_EQ(SMAppendToLog(4 | 8, 4, 1, 1, "s", "before", nullptr, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(SMClearLog(2 | 4 | 8, 1, "s"), SM_STATUS_FAILED);
   EXPECT_EQ(logtest::DecodeTextLog(ReadFile(box_.TextLog())).records.size(), 1u);
-  ASSERT_EQ(SMClearLog(4 | 8, 2, "admin"), 0u);
+  ASSERT_EQ(SMClearLog(4 | 8, 2, "admin"), SM_STATUS_SUCCESS);
   const logtest::TextLog text = logtest::DecodeTextLog(ReadFile(box_.TextLog()));
   ASSERT_EQ(text.records.size(), 1u);
   EXPECT_EQ(text.records[0].description, "Log was cleared");
@@ -206,7 +206,7 @@ TEST_F(EventLogTest, system_log_bit_reaches_the_logger_too) {
   timeval wait{2, 0};
   setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
   kx::log::SetSystemLogSocketForTesting(socket_path.c_str());
-  EXPECT_EQ(SMAppendToLog(2 | 4, 1, 4, 9, "svc", "both ways", nullptr, 0), 0u);
+  EXPECT_EQ(SMAppendToLog(2 | 4, 1, 4, 9, "svc", "both ways", nullptr, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(SMAppendToLog(2, 1, 9, 9, "svc", "unknown category", nullptr, 0), SM_STATUS_ERROR);
   kx::log::SetSystemLogSocketForTesting(nullptr);
   char datagram[512] = "";

@@ -55,7 +55,8 @@ TEST_F(RotatedLogTest, options_build_the_prefix_and_suffix) {
   };
   for (const auto &row : rows) {
     std::filesystem::remove(path_);
-    ASSERT_EQ(SMFileLogMsgToRotatedLog("msg", path_.c_str(), 1000, 2, row.options), 0u);
+    ASSERT_EQ(SMFileLogMsgToRotatedLog("msg", path_.c_str(), 1000, 2, row.options),
+              SM_STATUS_SUCCESS);
     EXPECT_TRUE(std::regex_match(ReadFile(path_), std::regex(row.pattern)))
         << row.options << ": " << ReadFile(path_);
   }
@@ -83,9 +84,9 @@ TEST_F(RotatedLogTest, exactly_the_maximum_stays_and_one_byte_more_rotates) {
 
 TEST_F(RotatedLogTest, message_is_written_after_the_check_and_may_pass_the_maximum) {
   WriteFile(path_, std::string(10, 'a'));
-  ASSERT_EQ(SMFileLogMsgToRotatedLog("0123456789", path_.c_str(), 10, 1, 0), 0u);
+  ASSERT_EQ(SMFileLogMsgToRotatedLog("0123456789", path_.c_str(), 10, 1, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(ReadFile(path_), std::string(10, 'a') + "0123456789");
-  ASSERT_EQ(SMFileLogMsgToRotatedLog("next", path_.c_str(), 10, 1, 0), 0u);
+  ASSERT_EQ(SMFileLogMsgToRotatedLog("next", path_.c_str(), 10, 1, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(ReadFile(Gen(1)), std::string(10, 'a') + "0123456789");
   EXPECT_EQ(ReadFile(path_), "next");
 }
@@ -114,18 +115,18 @@ TEST_F(RotatedLogTest, a_missing_middle_generation_shifts_what_exists) {
 
 TEST_F(RotatedLogTest, count_zero_deletes_and_the_message_starts_a_new_file) {
   WriteFile(path_, std::string(50, 'a'));
-  ASSERT_EQ(SMFileLogMsgToRotatedLog("fresh", path_.c_str(), 10, 0, 4), 0u);
+  ASSERT_EQ(SMFileLogMsgToRotatedLog("fresh", path_.c_str(), 10, 0, 4), SM_STATUS_SUCCESS);
   EXPECT_EQ(ReadFile(path_), "fresh\n");
   EXPECT_FALSE(Exists(Gen(1)));
 }
 
 TEST_F(RotatedLogTest, permission_bits_survive_rotation_and_new_files_get_0644) {
   const mode_t old_mask = umask(0);
-  ASSERT_EQ(SMFileLogMsgToRotatedLog("x", path_.c_str(), 100, 1, 0), 0u);
+  ASSERT_EQ(SMFileLogMsgToRotatedLog("x", path_.c_str(), 100, 1, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(logtest::ModeOf(path_), 0644u);
   ASSERT_EQ(chmod(path_.c_str(), 0600), 0);
   WriteFile(path_, std::string(200, 'a'));
-  ASSERT_EQ(SMFileLogMsgToRotatedLog("y", path_.c_str(), 100, 1, 0), 0u);
+  ASSERT_EQ(SMFileLogMsgToRotatedLog("y", path_.c_str(), 100, 1, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(ReadFile(path_), "y");
   EXPECT_EQ(logtest::ModeOf(path_), 0600u);
   umask(old_mask);

@@ -87,7 +87,7 @@ TEST_F(SystemLogReceiver, priority_follows_the_event_type_under_facility_daemon)
   } rows[] = {{0, kInfo}, {1, kErr},   {2, kWarning}, {4, kInfo},
               {8, kInfo}, {16, kInfo}, {99, kInfo}};
   for (const auto &row : rows) {
-    ASSERT_EQ(SMAppendToOSSysLog(row.type, 2, 7, "svc", "d"), 0u);
+    ASSERT_EQ(SMAppendToOSSysLog(row.type, 2, 7, "svc", "d"), SM_STATUS_SUCCESS);
     const auto got = Next();
     ASSERT_TRUE(got.has_value()) << row.type;
     EXPECT_EQ(got->pri, kDaemon | row.priority) << "type " << row.type;
@@ -99,7 +99,8 @@ TEST_F(SystemLogReceiver, message_carries_category_name_identifier_and_descripti
   const char *names[] = {"Core Broker",    "Wexbridge Service", "Volume Service",
                          "Bridge Service", "Host Agent Core",   "Release Ledger"};
   for (uint16_t category = 1; category <= 6; ++category) {
-    ASSERT_EQ(SMAppendToOSSysLog(1, category, 4294967295u, "identity x", "disk full"), 0u);
+    ASSERT_EQ(SMAppendToOSSysLog(1, category, 4294967295u, "identity x", "disk full"),
+              SM_STATUS_SUCCESS);
     const auto got = Next();
     ASSERT_TRUE(got.has_value());
     EXPECT_EQ(got->identity, "identity x");
@@ -114,7 +115,7 @@ TEST_F(SystemLogReceiver, unknown_category_is_refused_and_nothing_is_sent) {
 }
 
 TEST_F(SystemLogReceiver, carriage_returns_become_blanks_and_line_feeds_stay) {
-  ASSERT_EQ(SMAppendToOSSysLog(4, 3, 0, "s", "line one\r\nline two\r\n\r"), 0u);
+  ASSERT_EQ(SMAppendToOSSysLog(4, 3, 0, "s", "line one\r\nline two\r\n\r"), SM_STATUS_SUCCESS);
   const auto got = Next();
   ASSERT_TRUE(got.has_value());
   EXPECT_EQ(got->message, "Volume Service EventID: 0  line one \nline two \n ");
@@ -122,7 +123,7 @@ TEST_F(SystemLogReceiver, carriage_returns_become_blanks_and_line_feeds_stay) {
 
 TEST_F(SystemLogReceiver, long_description_is_cut_at_the_message_buffer) {
   const std::string description(5000, 'x');
-  ASSERT_EQ(SMAppendToOSSysLog(4, 1, 12, "s", description.c_str()), 0u);
+  ASSERT_EQ(SMAppendToOSSysLog(4, 1, 12, "s", description.c_str()), SM_STATUS_SUCCESS);
   const auto got = Next();
   ASSERT_TRUE(got.has_value());
   const std::string head = "Core Broker EventID: 12  ";
@@ -143,7 +144,7 @@ TEST_F(SystemLogReceiver, library_reports_under_its_own_identity) {
 }
 
 TEST_F(SystemLogReceiver, null_description_logs_the_head_alone) {
-  ASSERT_EQ(SMAppendToOSSysLog(2, 6, 5, "s", nullptr), 0u);
+  ASSERT_EQ(SMAppendToOSSysLog(2, 6, 5, "s", nullptr), SM_STATUS_SUCCESS);
   const auto got = Next();
   ASSERT_TRUE(got.has_value());
   EXPECT_EQ(got->pri, kDaemon | kWarning);

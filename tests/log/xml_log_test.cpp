@@ -76,11 +76,12 @@ TEST_F(XmlLogTest, element_bytes_for_a_fixed_time_and_host) {
   ASSERT_EQ(kx::log::BuildLogEntry({16, 1, 5, nullptr, "s<1>", "a & b", nullptr, "z", 1}, 86400,
                                    "h", &element),
             Status::kSuccess);
-  EXPECT_EQ(std::string(element.c_str()), "<LogEntry><TimeStamp>86400</TimeStamp><DateTime>" + logtest::CtimeOf(86400) +
-                         "</DateTime><ComputerName>h</ComputerName><Type>16</Type><ID>5</ID>"
-                         "<Link></Link><UserInfo></UserInfo><Source>s&lt;1&gt;</Source>"
-                         "<Category>Core Broker</Category><Description>a &amp; b</Description>"
-                         "<Data>0x7A,</Data></LogEntry>");
+  EXPECT_EQ(std::string(element.c_str()),
+            "<LogEntry><TimeStamp>86400</TimeStamp><DateTime>" + logtest::CtimeOf(86400) +
+                "</DateTime><ComputerName>h</ComputerName><Type>16</Type><ID>5</ID>"
+                "<Link></Link><UserInfo></UserInfo><Source>s&lt;1&gt;</Source>"
+                "<Category>Core Broker</Category><Description>a &amp; b</Description>"
+                "<Data>0x7A,</Data></LogEntry>");
 }
 
 TEST_F(XmlLogTest, texts_are_escaped_and_read_back_unchanged) {
@@ -228,7 +229,7 @@ TEST_F(XmlLogTest, rotation_keeps_the_old_file_and_starts_with_the_backup_entry)
 
 TEST_F(XmlLogTest, clear_writes_user_information_and_the_messages_guide_link) {
   ASSERT_EQ(AppendToXMLLog(Log().c_str(), Event("old"), 1 << 20), Status::kSuccess);
-  ASSERT_EQ(SMClearXMLLog(Log().c_str(), 3, "operator", "tool"), 0u);
+  ASSERT_EQ(SMClearXMLLog(Log().c_str(), 3, "operator", "tool"), SM_STATUS_SUCCESS);
   const auto entries = Entries(Log());
   ASSERT_EQ(entries.size(), 1u);
   EXPECT_EQ(entries[0].text.at("Description"), "Log was cleared");
@@ -241,8 +242,8 @@ TEST_F(XmlLogTest, clear_writes_user_information_and_the_messages_guide_link) {
 }
 
 TEST_F(XmlLogTest, force_exists_creates_nothing) {
-  EXPECT_EQ(SMForceXMLLogExists(Log().c_str()), 0u);
-  EXPECT_EQ(SMForceXMLLogExists(nullptr), 0u);
+  EXPECT_EQ(SMForceXMLLogExists(Log().c_str()), SM_STATUS_SUCCESS);
+  EXPECT_EQ(SMForceXMLLogExists(nullptr), SM_STATUS_SUCCESS);
   EXPECT_FALSE(logtest::Exists(Log()));
 }
 
