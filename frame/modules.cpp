@@ -5,6 +5,7 @@
 #include "codec/crc32.h"
 #include "config/registry.h"
 #include "format/format.h"
+#include "log/max_size.h"
 #include "net/module.h"
 #include "os/critical_section.h"
 #include "os/library.h"
@@ -23,7 +24,8 @@ constexpr ModuleStep kSteps[] = {
     // 4. IPC layer.
     // 5. Critical sections: the table behind SMCriticalSectionExecute.
     {"critical sections", &os::CriticalSectionAttach, &os::CriticalSectionDetach},
-    // 6. Event log.
+    // 6. Event log: the maximum-size table's mutex.
+    {"event log", &log::EventLogAttach, &log::EventLogDetach},
     // 7. Formatted output: the formatter's mutex.
     {"formatted output", &format::FormatAttach, &format::FormatDetach},
     // 8. Function-table libraries: the shared library table.
