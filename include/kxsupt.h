@@ -16,6 +16,7 @@
 #include "kxsupt/xml.h"
 #include "kxsupt/format.h"
 #include "kxsupt/os.h"
+#include "kxsupt/ipc.h"
 #include "kxsupt/sdo.h"
 #include "kxsupt/config.h"
 #include "kxsupt/log.h"
