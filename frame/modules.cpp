@@ -5,6 +5,7 @@
 #include "codec/crc32.h"
 #include "codec/format.h"
 #include "config/registry.h"
+#include "ipc/key_registry.h"
 
 namespace kx::frame {
 
@@ -16,7 +17,8 @@ constexpr ModuleStep kSteps[] = {
     // 2. Install paths: fills the cache from the registry.
     {"install paths", &config::InstallPathsAttach, &config::InstallPathsDetach},
     // 3. Network addresses.
-    // 4. IPC layer.
+    // 4. IPC layer: the IPC paths; removes the unnamed semaphore sets of dead processes.
+    {"IPC layer", &ipc::IpcAttach, &ipc::IpcDetach},
     // 5. Critical sections.
     // 6. Event log.
     // 7. Formatted output: the formatter's mutex.

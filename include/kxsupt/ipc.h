@@ -165,7 +165,10 @@ KXSUPT_API void SMSharedMemFree(void *pSharedMem);
  * once a writer waits, new readers wait too. The lock's counters live in its
  * handle, so it coordinates the threads of one process; a name only makes
  * the mutex and semaphores it is built from named ones. A waiter whose wait
- * runs out waits again: the time-out bounds each wait, not the call.
+ * runs out waits again: the time-out bounds each wait, not the call. A named
+ * lock's reader and writer gates are one System V semaphore, so a wake meant
+ * for a writer may be taken by a reader, which only waits again: give the
+ * waits of a named lock a bounded time-out when readers and writers meet.
  */
 
 /* Create a free lock; pName null for an unnamed one. Null on failure. */

@@ -1,0 +1,285 @@
+// The IPC key registry file and semaphore-set creation. Every read and write
+// of the registry goes through the INI engine (which guards each call with
+// the file lock of the registry's path); a key allocation holds the
+// registry lock around its read-allocate-write sequence so that two
+// processes never hand out the same key.
+#include "ipc/key_registry.h"
+
+#include <errno.h>
+#include <sys/ipc.h>
+#include <sys/sem.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+#include "config/file_lock.h"
+#include "config/ini.h"
+#include "config/ipc_paths.h"
+#include "ipc/sysv.h"
+#include "log/system_log.h"
+
+namespace kx::ipc {
+
+namespace {
+
+// INI value types used here: text, unsigned 32-bit, unsigned 64-bit.
+constexpr uint32_t kIniText = 1;
+constexpr uint32_t kIniUint32 = 5;
+constexpr uint32_t kIniUint64 = 7;
+// Wait for the INI engine's file lock without limit.
+constexpr uint32_t kIniWait = 1;
+
+constexpr char kOutOfMemoryMessage[] =
+    "A semaphore set could not be created because the system has not enough memory for the new "
+    "data structure\n";
+constexpr char kSetLimitMessage[] =
+    "A semaphore set has to be created but the system limit for the maximum number of semaphore "
+    "sets has been exceeded\n";
+
+// The registry lock (a file lock named after the registry file plus "Sem"),
+// taken for writing, or for reading when writing is refused, for a scope.
+class RegistryLock {
+ public:
+  explicit RegistryLock(const config::IpcPaths &paths)
+      : lock_(config::FileLockOpen(paths.registry_lock.c_str())) {
+    if (lock_ == nullptr) return;
+    held_ = Ok(config::FileLockLock(lock_, config::kFileLockWrite, os::kWaitForever)) ||
+            Ok(config::FileLockLock(lock_, config::kFileLockRead, os::kWaitForever));
+  }
+  ~RegistryLock() {
+    if (held_) (void)config::FileLockUnlock(lock_);
+    config::FileLockClose(lock_);
+  }
+  RegistryLock(const RegistryLock &) = delete;
+  RegistryLock &operator=(const RegistryLock &) = delete;
+
+  bool held() const { return held_; }
+
+ private:
+  config::FileLockHandle *lock_;
+  bool held_ = false;
+};
+
+// A listed key that is a decimal unsigned 32-bit number; false otherwise.
+bool ParseKey(std::string_view text, uint32_t *key) {
+  if (text.empty()) return false;
+  uint64_t value = 0;
+  for (char c : text) {
+    if (c < '0' || c > '9') return false;
+    value = value * 10 + static_cast<uint64_t>(c - '0');
+    if (value > UINT32_MAX) return false;
+  }
+  *key = static_cast<uint32_t>(value);
+  return true;
+}
+
+// The names of a NUL-separated list in `buffer` (at most `size` bytes), up to
+// the closing empty name.
+std::vector<std::string_view> SplitList(const char *buffer, size_t size) {
+  std::vector<std::string_view> names;
+  size_t at = 0;
+  while (at < size && buffer[at] != '\0') {
+    const size_t length = strnlen(buffer + at, size - at);
+    names.emplace_back(buffer + at, length);
+    at += length + 1;
+  }
+  return names;
+}
+
+// The key list of the numeric section: the whole list, read once into a
+// 4-byte buffer and again at the size that reports. 262 when the section is
+// absent; other failures as the INI engine gives them.
+Status ReadKeyList(const char *file, std::string *list) {
+  uint32_t size = 4;
+  list->assign(size, '\0');
+  Status status = config::ReadINIPathFileValue(kKeySection, nullptr, kIniText, list->data(), &size,
+                                               nullptr, 0, file, kIniWait);
+  if (status == Status::kBufferTooSmall) {
+    list->assign(size, '\0');
+    status = config::ReadINIPathFileValue(kKeySection, nullptr, kIniText, list->data(), &size,
+                                          nullptr, 0, file, kIniWait);
+  }
+  return status;
+}
+
+// The key for a name that has none yet: one more than the largest listed
+// key, or the first key when the numeric section is absent. 0 when the list
+// cannot be read or the next key would wrap.
+uint32_t NextKey(const char *file) {
+  std::string list;
+  const Status status = ReadKeyList(file, &list);
+  if (status == Status::kEndOfFile) return kKeyFloor + 1;
+  // A numeric section without keys is an empty list: the scan below starts
+  // at the first key, so such a registry gives the second key first.
+  if (status == Status::kEntryNotFound)
+    list.clear();
+  else if (!Ok(status))
+    return 0;
+  uint32_t largest = kKeyFloor + 1;
+  for (std::string_view text : SplitList(list.data(), list.size())) {
+    uint32_t key = 0;
+    if (ParseKey(text, &key) && key > largest) largest = key;
+  }
+  const uint32_t next = largest + 1;  // wraps to 0 after the last key
+  return next > kKeyFloor ? next : 0;
+}
+
+// Writes the two entries of a new key; the key, or 0 when the first write fails.
+uint32_t RecordKey(const char *file, const char *os_name, uint32_t key) {
+  if (!Ok(config::WriteINIPathFileValue(kNameSection, os_name, kIniUint32, &key, sizeof key, file,
+                                        kIniWait))) {
+    return 0;
+  }
+  char text[17];
+  std::snprintf(text, sizeof text, "%u", key);
+  // A failure here leaves the name with a key but no numeric entry; the next
+  // allocation may then hand that key out again. The name entry is what
+  // matters to every later lookup.
+  (void)config::WriteINIPathFileValue(kKeySection, text, kIniText, os_name,
+                                      static_cast<uint32_t>(std::strlen(os_name) + 1), file,
+                                      kIniWait);
+  return key;
+}
+
+void ReportSetCreationFailure(int error) {
+  if (error == ENOMEM) (void)log::ReportLibraryEvent(kOutOfMemoryMessage);
+  if (error == ENOSPC) (void)log::ReportLibraryEvent(kSetLimitMessage);
+}
+
+// Lists an unnamed set under its identifier with the creating process.
+void RecordUnnamedSet(int set_id) {
+  const config::IpcPaths *paths = config::CurrentIpcPaths();
+  if (paths == nullptr) return;
+  RegistryLock lock(*paths);
+  if (!lock.held()) return;
+  char entry[16];
+  std::snprintf(entry, sizeof entry, "%d", set_id);
+  const uint64_t pid = static_cast<uint64_t>(getpid());
+  (void)config::WriteINIPathFileValue(kSetSection, entry, kIniUint64, &pid, sizeof pid,
+                                      paths->registry_file.c_str(), kIniWait);
+}
+
+// Creation proper; `depth` bounds the retries that step around identifier 0.
+int CreateSet(uint32_t key, int count, uint32_t access_rights, int initial, int depth) {
+  const mode_t permission = config::PermissionFromAccessRights(access_rights);
+  const key_t system_key = static_cast<key_t>(key);
+  int set_id =
+      Sysv().semget(system_key, count, static_cast<int>(permission) | IPC_CREAT | IPC_EXCL);
+  const bool created = set_id >= 0;
+  if (!created) {
+    const int error = errno;
+    if (error != EEXIST) {
+      ReportSetCreationFailure(error);
+      return 0;
+    }
+    set_id = Sysv().semget(system_key, 0, 0600);
+    if (set_id < 0) return 0;
+  }
+  if (created && set_id == 0) {
+    // Identifier 0 means "no object" everywhere else in the library. Hold the
+    // slot with a private placeholder so that the retry gets another one.
+    (void)RemoveSemaphoreSet(0);
+    if (depth >= 4) return 0;
+    const int placeholder = Sysv().semget(IPC_PRIVATE, 1, IPC_CREAT | IPC_EXCL | 0600);
+    const int retried = CreateSet(key, count, access_rights, initial, depth + 1);
+    if (placeholder >= 0) (void)RemoveSemaphoreSet(placeholder);
+    return retried;
+  }
+  if (!SetSemaphoreValue(set_id, initial)) {
+    if (created) (void)RemoveSemaphoreSet(set_id);
+    return 0;
+  }
+  if (key == 0) RecordUnnamedSet(set_id);
+  return set_id;
+}
+
+// True while a process with this id exists.
+bool ProcessExists(uint64_t pid) {
+  char path[256];
+  std::snprintf(path, sizeof path, "/proc/%llu", static_cast<unsigned long long>(pid));
+  return access(path, F_OK) == 0;
+}
+
+}  // namespace
+
+uint32_t KeyForName(const char *os_name) {
+  const config::IpcPaths *paths = config::CurrentIpcPaths();
+  if (os_name == nullptr || paths == nullptr) return 0;
+  RegistryLock lock(*paths);
+  if (!lock.held()) return 0;
+  const char *file = paths->registry_file.c_str();
+
+  uint32_t key = 0;
+  uint32_t size = sizeof key;
+  const Status status = config::ReadINIPathFileValue(kNameSection, os_name, kIniUint32, &key, &size,
+                                                     nullptr, 0, file, kIniWait);
+  if (Ok(status)) return key;
+  // No registry file yet: the first key. Otherwise allocate after the largest.
+  const bool no_file = status == Status::kNotFound || status == Status::kFileOpenFailed;
+  const uint32_t next = no_file ? kKeyFloor + 1 : NextKey(file);
+  if (next == 0) return 0;
+  return RecordKey(file, os_name, next);
+}
+
+int CreateSemaphoreSet(uint32_t key, int count, uint32_t access_rights, int initial) {
+  return CreateSet(key, count, access_rights, initial, 0);
+}
+
+void ForgetSemaphoreSet(int set_id) {
+  const config::IpcPaths *paths = config::CurrentIpcPaths();
+  if (paths == nullptr) return;
+  RegistryLock lock(*paths);
+  if (!lock.held()) return;
+  char entry[16];
+  std::snprintf(entry, sizeof entry, "%u", static_cast<unsigned>(set_id));
+  (void)config::WriteINIPathFileValue(kSetSection, entry, kIniText, nullptr, 0,
+                                      paths->registry_file.c_str(), kIniWait);
+}
+
+std::vector<StaleSet> RemoveStaleSemaphoreSets() {
+  std::vector<StaleSet> stale;
+  const config::IpcPaths *paths = config::CurrentIpcPaths();
+  if (paths == nullptr) return stale;
+  const char *file = paths->registry_file.c_str();
+  // One read of every entry into a fixed buffer; a list that does not fit
+  // is worked on as far as it was copied, and the rest waits for a later
+  // clean-up.
+  std::string list(8193, '\0');
+  uint32_t size = static_cast<uint32_t>(list.size());
+  const Status status = config::ReadINIPathFileValue(kSetSection, nullptr, kIniText, list.data(),
+                                                     &size, nullptr, 0, file, kIniWait);
+  if (!Ok(status) && status != Status::kBufferTooSmall) return stale;
+  for (std::string_view name : SplitList(list.data(), list.size() - 1)) {
+    const std::string entry(name);
+    uint64_t creator = 0;
+    uint32_t value_size = sizeof creator;
+    if (!Ok(config::ReadINIPathFileValue(kSetSection, entry.c_str(), kIniUint64, &creator,
+                                         &value_size, nullptr, 0, file, kIniWait))) {
+      continue;
+    }
+    if (ProcessExists(creator)) continue;
+    StaleSet found{entry, creator, false};
+    uint32_t set_id = 0;
+    if (ParseKey(entry, &set_id) && RemoveSemaphoreSet(static_cast<int>(set_id))) {
+      (void)config::WriteINIPathFileValue(kSetSection, entry.c_str(), kIniText, nullptr, 0, file,
+                                          kIniWait);
+      found.removed = true;
+    }
+    stale.push_back(std::move(found));
+  }
+  return stale;
+}
+
+int IpcAttach() {
+  if (!config::BuildIpcPaths()) return 0;
+  (void)RemoveStaleSemaphoreSets();
+  return 1;
+}
+
+void IpcDetach() {
+  config::ResetIpcPaths();
+}
+
+}  // namespace kx::ipc
