@@ -114,7 +114,15 @@ struct RegistryCache {
 // not, the fallback lock serialises the (empty) cache.
 os::MutexHandle *g_registry_mutex = nullptr;
 pthread_mutex_t g_fallback_lock = PTHREAD_MUTEX_INITIALIZER;
-RegistryCache g_cache;
+
+// The cache is made on first use and never destroyed: attach runs from the
+// library's load constructor, possibly before this file's static objects are
+// constructed, and detach from its unload destructor, possibly after they
+// are gone.
+RegistryCache &Cache() {
+  static RegistryCache *cache = new RegistryCache;
+  return *cache;
+}
 
 class RegistryLock {
  public:
@@ -161,14 +169,14 @@ std::optional<std::string> InstallPathFromEnvironment(const char *component) {
 // registry lock. Without a readable registry file the cache stays empty. Any
 // allocation failure leaves it cleared, to be rebuilt on the next request.
 void BuildCacheLocked() {
-  g_cache.Clear();
+  Cache().Clear();
   try {
     std::optional<std::string> content = ReadRegistryFile();
     if (!content) return;
     RegistryText text(*content);
     for (size_t i = 0; i < std::size(kComponents); ++i) {
       const Component &component = kComponents[i];
-      ComponentPaths &entry = g_cache.entries[i];
+      ComponentPaths &entry = Cache().entries[i];
       entry.product = component.product;
       if (std::optional<std::string> overridden = InstallPathFromEnvironment(component.key)) {
         entry.install = std::move(*overridden);
@@ -186,18 +194,18 @@ void BuildCacheLocked() {
         if (!Ok(DirectLookup(text, component.product, type, field))) *field = entry.install;
       }
     }
-    g_cache.built = true;
+    Cache().built = true;
   } catch (const std::bad_alloc &) {
-    g_cache.Clear();
+    Cache().Clear();
   }
 }
 
 // The cached lookup; the caller holds the registry lock.
 Status CachedLookupLocked(int32_t product, uint32_t type, std::string *path) {
-  if (!g_cache.built) return Status::kNotAvailable;
-  auto entry = std::find_if(g_cache.entries.begin(), g_cache.entries.end(),
+  if (!Cache().built) return Status::kNotAvailable;
+  auto entry = std::find_if(Cache().entries.begin(), Cache().entries.end(),
                             [product](const ComponentPaths &e) { return e.product == product; });
-  if (entry == g_cache.entries.end()) return Status::kNotAvailable;
+  if (entry == Cache().entries.end()) return Status::kNotAvailable;
   const std::string *field = nullptr;
   switch (type) {
     case kPathInstall:
@@ -436,7 +444,7 @@ int RegistryModuleAttach() {
     return 0;
   }
   RegistryLock lock;
-  g_cache.Clear();
+  Cache().Clear();
   return 1;
 }
 
@@ -445,7 +453,7 @@ void RegistryModuleDetach() {
   ResetIpcPaths();
   {
     RegistryLock lock;
-    g_cache.Clear();
+    Cache().Clear();
   }
   if (g_registry_mutex != nullptr) {
     os::MutexDestroy(g_registry_mutex);
@@ -457,12 +465,12 @@ void RegistryModuleDetach() {
 int InstallPathsAttach() {
   RegistryLock lock;
   BuildCacheLocked();
-  return g_cache.built ? 1 : 0;
+  return Cache().built ? 1 : 0;
 }
 
 void InstallPathsDetach() {
   RegistryLock lock;
-  g_cache.Clear();
+  Cache().Clear();
 }
 
 }  // namespace kx::config

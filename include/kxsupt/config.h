@@ -83,6 +83,92 @@ KXSUPT_API int32_t SMFilePropIsModified(SMFileProp *pFileProp);
 /* Releases the record and its path copy. */
 KXSUPT_API void SMFilePropFree(SMFileProp *pFileProp);
 
+/* ---- INI files ---------------------------------------------------------
+ *
+ * An INI file is a sequence of lines ending in LF: section headers "[name]"
+ * (blanks before '[' allowed, anything after ']' ignored) and key lines
+ * "key=value" inside sections. Keys are every byte before the first '='
+ * after the line's leading blanks, untrimmed; values every byte after it up
+ * to the LF (a CR stays in the value). Readers skip lines starting with ';'
+ * or '#' in column 0 and lines without '='; keys before the first header are
+ * invisible; the first matching section and key win. Names compare with
+ * case. Lines longer than 8,449 bytes are read as several lines.
+ *
+ * Every call opens the file, works on it and closes it under the library's
+ * file lock for the path (read mode for reads, write mode for writes), so a
+ * change by any process shows on the next call. flags = 1 waits for the
+ * lock; any other value tries once. Writes never edit in place: a complete
+ * copy is written beside the file and swapped in through the backup name
+ * (the part after the last '.' replaced by "bak"); a write interrupted
+ * between the two renames is rolled back by the next call, so readers see
+ * the old or the new file, never a mixture. Writes through a symbolic link
+ * update its target and keep the link. Two spellings of one file exclude
+ * each other.
+ *
+ * Value types: 1 UTF-8 text; 2 UCS-2 string and 3 byte array, stored as
+ * "0x%02X" bytes joined by ','; 4 16-bit boolean ("TRUE"/"FALSE"); 5
+ * unsigned and 6 signed 32-bit; 7 unsigned and 8 signed 64-bit (decimal);
+ * 9 double ("%.8f"). Statuses: 2 bad argument or type, names over 255
+ * bytes; 7 temporary file cannot be created; 16 value or list does not fit
+ * (size out = needed); 19 write failed; 258 the copy cannot replace the
+ * file; 260 file cannot be opened; 261 malformed header; 262 section absent;
+ * 263 key absent; 264 value and size disagree, bad boolean, empty byte
+ * array, value over 8,193 bytes; 270 backup cannot be removed; 272 no memory
+ * or the lock cannot be made; all ones: directory cannot be created, no
+ * temporary name, hexadecimal text that does not decode.
+ */
+
+/* Reads one value of the given type into pValue (*pSize bytes of room; the
+ * bytes produced out; type 1 gives length + 1 even when it does not fit).
+ * Type 1 with a null section lists the sections, with a null key the
+ * section's keys: names each followed by NUL, closed by another NUL (262 no
+ * section, 263 no key). When the read fails and a default is given, the
+ * default is copied (type 1: at most *pSize bytes, the last forced to NUL;
+ * types 4-9: their width 2, 4, 4, 8, 8, 8) and the failure status stays. */
+KXSUPT_API SMStatus SMReadINIPathFileValue(const char *pSection, const char *pKey, uint32_t type,
+                                           void *pValue, uint32_t *pSize, const void *pDefault,
+                                           uint32_t defaultSize, const char *pPathFileName,
+                                           uint32_t flags);
+/* Sets, adds or removes a key, or removes a section. A new key goes after
+ * the section's last key; a missing section is appended with the key. A
+ * null value with size 0 removes the key; a null key removes the section up
+ * to the next line starting with '[' or '#' in column 0. valueSize must
+ * match: type 1 exactly the length + 1; types 4-9 at least 2, 4, 4, 8, 8, 8
+ * bytes. The file's directory is created when missing. */
+KXSUPT_API SMStatus SMWriteINIPathFileValue(const char *pSection, const char *pKey, uint32_t type,
+                                            const void *pValue, uint32_t valueSize,
+                                            const char *pPathFileName, uint32_t flags);
+/* As SMReadINIPathFileValue for a bare file name in "<ini path of product
+ * 35>/ini/"; all ones when that path is unknown, 16 when the combined path
+ * would not fit 256 bytes. */
+KXSUPT_API SMStatus SMReadINIFileValue(const char *pSection, const char *pKey, uint32_t type,
+                                       void *pValue, uint32_t *pSize, const void *pDefault,
+                                       uint32_t defaultSize, const char *pFileName,
+                                       uint32_t flags);
+/* As SMWriteINIPathFileValue for a bare file name, as above. */
+KXSUPT_API SMStatus SMWriteINIFileValue(const char *pSection, const char *pKey, uint32_t type,
+                                        const void *pValue, uint32_t valueSize,
+                                        const char *pFileName, uint32_t flags);
+/* A text value in a new buffer (release with SMFreeMem), its size through
+ * pSize; null with size 0 on failure, except that the default comes back
+ * when it stood in. Values up to 32,767 bytes. */
+KXSUPT_API char *SMReadINISectionKeyUTF8Value(const char *pSection, const char *pKey,
+                                              const char *pDefault, uint32_t *pSize,
+                                              const char *pPathFileName, uint32_t flags);
+/* The value of the first table row (from row 1) whose text equals the
+ * stored text without regard to case; row 0's value when none does, row 1's
+ * when the key cannot be read. With multiple = 1 the stored text is a
+ * comma-separated list and the values of all matching items are ORed.
+ * 0x80000000 for a null argument or fewer than 2 rows. */
+KXSUPT_API uint32_t SMReadINIEnums32Value(const char *pSection, const char *pKey,
+                                          const SMEnum32Entry *pTable, uint32_t rowCount,
+                                          uint32_t multiple, const char *pPathFileName,
+                                          uint32_t flags);
+/* An 8-character name from [a-zA-Z0-9] that does not exist in pDir, into
+ * pName (*pSize must be more than 8; 9 out). 16 (size 9) when it is not;
+ * all ones when 100 draws are all taken. */
+KXSUPT_API SMStatus SMGetTmpFile(const char *pDir, char *pName, uint32_t *pSize);
+
 KXSUPT_END_DECLS
 
 #endif /* KXSUPT_CONFIG_H */
