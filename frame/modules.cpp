@@ -6,6 +6,8 @@
 #include "codec/format.h"
 #include "config/registry.h"
 #include "ipc/key_registry.h"
+#include "os/critical_section.h"
+#include "os/library.h"
 
 namespace kx::frame {
 
@@ -19,11 +21,13 @@ constexpr ModuleStep kSteps[] = {
     // 3. Network addresses.
     // 4. IPC layer: the IPC paths; removes the unnamed semaphore sets of dead processes.
     {"IPC layer", &ipc::IpcAttach, &ipc::IpcDetach},
-    // 5. Critical sections.
+    // 5. Critical sections: the table behind SMCriticalSectionExecute.
+    {"critical sections", &os::CriticalSectionAttach, &os::CriticalSectionDetach},
     // 6. Event log.
     // 7. Formatted output: the formatter's mutex.
     {"formatted output", &codec::FormatAttach, &codec::FormatDetach},
-    // 8. Function-table libraries.
+    // 8. Function-table libraries: the shared library table.
+    {"function-table libraries", &os::FLibTableAttach, &os::FLibTableDetach},
     // 9. CRC-32 table.
     {"CRC-32 table", &codec::Crc32TableAttach, &codec::Crc32TableDetach},
 };
