@@ -1,0 +1,126 @@
+// The system-log target: the message, its priority and identity, and the one
+// place that talks to the logger (or, under test, to a datagram socket that
+// stands in for it).
+#include "log/system_log.h"
+
+#include <pthread.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <syslog.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "frame/memory.h"
+#include "log/event_types.h"
+#include "text/xlt.h"
+
+namespace kx::log {
+
+namespace {
+
+// The datagram socket standing in for the logger under test; empty in
+// production. Guarded by g_target_lock.
+pthread_mutex_t g_target_lock = PTHREAD_MUTEX_INITIALIZER;
+std::string g_test_socket;
+
+std::string TestSocket() {
+  pthread_mutex_lock(&g_target_lock);
+  std::string path = g_test_socket;
+  pthread_mutex_unlock(&g_target_lock);
+  return path;
+}
+
+// The datagram the C library's logger would send for an identity without
+// LOG_PID: "<PRI>Mmm dd hh:mm:ss identity: message".
+void SendDatagram(const std::string &socket_path, const char *identity, int priority,
+                  const char *message) {
+  char stamp[32] = "";
+  const time_t now = time(nullptr);
+  struct tm local {};
+  if (localtime_r(&now, &local) != nullptr) strftime(stamp, sizeof stamp, "%h %e %T ", &local);
+  std::string datagram = "<" + std::to_string(LOG_DAEMON | priority) + ">" + stamp;
+  if (identity != nullptr) datagram += std::string(identity) + ": ";
+  datagram += message;
+
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (socket_path.size() >= sizeof address.sun_path) return;
+  std::memcpy(address.sun_path, socket_path.c_str(), socket_path.size() + 1);
+  const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (fd < 0) return;
+  (void)sendto(fd, datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr *>(&address),
+               sizeof address);
+  close(fd);
+}
+
+// Hands one finished message to the logger under `identity`.
+void Emit(const char *identity, int priority, const char *message) {
+  if (const std::string socket_path = TestSocket(); !socket_path.empty()) {
+    SendDatagram(socket_path, identity, priority, message);
+    return;
+  }
+  openlog(identity, LOG_NDELAY, LOG_DAEMON);
+  syslog(priority, "%s", message);
+  closelog();
+}
+
+}  // namespace
+
+int SystemLogPriority(uint16_t type) {
+  switch (type) {
+    case kEventError:
+      return LOG_ERR;
+    case kEventWarning:
+      return LOG_WARNING;
+    default:
+      return LOG_INFO;
+  }
+}
+
+bool SystemLogMessage(uint16_t category, uint32_t event_id, const char *description,
+                      char *message) {
+  const char *name = CategoryName(category);
+  if (name == nullptr) return false;
+  char identifier[16];
+  uint32_t size = sizeof identifier;
+  if (text::XltValueToText(&event_id, sizeof event_id, identifier, &size, text::kXltUInt32) !=
+      SM_STATUS_SUCCESS) {
+    return false;
+  }
+  size_t length = 0;
+  for (const char *piece : {name, " EventID: ", static_cast<const char *>(identifier), "  ",
+                            description != nullptr ? description : ""}) {
+    const size_t n = std::min(std::strlen(piece), kSystemLogMessageRoom - 1 - length);
+    std::memcpy(message + length, piece, n);
+    length += n;
+  }
+  message[length] = 0;
+  std::replace(message, message + length, '\r', ' ');
+  return true;
+}
+
+Status AppendToOSSysLog(uint16_t type, uint16_t category, uint32_t event_id, const char *source,
+                        const char *description) {
+  auto *message = static_cast<char *>(frame::AllocMem(kSystemLogMessageRoom));
+  if (message == nullptr) return Status::kError;
+  const bool built = SystemLogMessage(category, event_id, description, message);
+  if (built) Emit(source, SystemLogPriority(type), message);
+  frame::FreeMem(message);
+  return built ? Status::kSuccess : Status::kError;
+}
+
+Status ReportLibraryEvent(const char *description) {
+  return AppendToOSSysLog(kEventInformation, kCategoryCoreBroker, 0, kLibraryIdentity, description);
+}
+
+void SetSystemLogSocketForTesting(const char *socket_path) {
+  pthread_mutex_lock(&g_target_lock);
+  g_test_socket = socket_path != nullptr ? socket_path : "";
+  pthread_mutex_unlock(&g_target_lock);
+}
+
+}  // namespace kx::log
