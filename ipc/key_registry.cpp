@@ -12,6 +12,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string_view>
 
 #include "config/file_lock.h"
@@ -202,15 +203,9 @@ bool ProcessExists(uint64_t pid) {
   return access(path, F_OK) == 0;
 }
 
-}  // namespace
-
-uint32_t KeyForName(const char *os_name) {
-  const config::IpcPaths *paths = config::CurrentIpcPaths();
-  if (os_name == nullptr || paths == nullptr) return 0;
-  RegistryLock lock(*paths);
-  if (!lock.held()) return 0;
-  const char *file = paths->registry_file.c_str();
-
+// Steps of a key lookup once the registry lock is held: the name's recorded
+// key, or a new one recorded for it; 0 on failure.
+uint32_t KeyUnderLock(const char *file, const char *os_name) {
   uint32_t key = 0;
   uint32_t size = sizeof key;
   const Status status = config::ReadINIPathFileValue(kNameSection, os_name, kIniUint32, &key, &size,
@@ -223,22 +218,8 @@ uint32_t KeyForName(const char *os_name) {
   return RecordKey(file, os_name, next);
 }
 
-int CreateSemaphoreSet(uint32_t key, int count, uint32_t access_rights, int initial) {
-  return CreateSet(key, count, access_rights, initial, 0);
-}
-
-void ForgetSemaphoreSet(int set_id) {
-  const config::IpcPaths *paths = config::CurrentIpcPaths();
-  if (paths == nullptr) return;
-  RegistryLock lock(*paths);
-  if (!lock.held()) return;
-  char entry[16];
-  std::snprintf(entry, sizeof entry, "%u", static_cast<unsigned>(set_id));
-  (void)config::WriteINIPathFileValue(kSetSection, entry, kIniText, nullptr, 0,
-                                      paths->registry_file.c_str(), kIniWait);
-}
-
-std::vector<StaleSet> RemoveStaleSemaphoreSets() {
+// The clean-up proper; may throw when memory runs out.
+std::vector<StaleSet> RemoveStaleSets() {
   std::vector<StaleSet> stale;
   const config::IpcPaths *paths = config::CurrentIpcPaths();
   if (paths == nullptr) return stale;
@@ -270,6 +251,43 @@ std::vector<StaleSet> RemoveStaleSemaphoreSets() {
     stale.push_back(std::move(found));
   }
   return stale;
+}
+
+}  // namespace
+
+uint32_t KeyForName(const char *os_name) {
+  const config::IpcPaths *paths = config::CurrentIpcPaths();
+  if (os_name == nullptr || paths == nullptr) return 0;
+  RegistryLock lock(*paths);
+  if (!lock.held()) return 0;
+  try {
+    return KeyUnderLock(paths->registry_file.c_str(), os_name);
+  } catch (const std::bad_alloc &) {
+    return 0;
+  }
+}
+
+int CreateSemaphoreSet(uint32_t key, int count, uint32_t access_rights, int initial) {
+  return CreateSet(key, count, access_rights, initial, 0);
+}
+
+void ForgetSemaphoreSet(int set_id) {
+  const config::IpcPaths *paths = config::CurrentIpcPaths();
+  if (paths == nullptr) return;
+  RegistryLock lock(*paths);
+  if (!lock.held()) return;
+  char entry[16];
+  std::snprintf(entry, sizeof entry, "%u", static_cast<unsigned>(set_id));
+  (void)config::WriteINIPathFileValue(kSetSection, entry, kIniText, nullptr, 0,
+                                      paths->registry_file.c_str(), kIniWait);
+}
+
+std::vector<StaleSet> RemoveStaleSemaphoreSets() {
+  try {
+    return RemoveStaleSets();
+  } catch (const std::bad_alloc &) {
+    return {};
+  }
 }
 
 int IpcAttach() {
