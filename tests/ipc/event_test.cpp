@@ -14,10 +14,10 @@
 
 namespace {
 
-using kxtest::Channel;
-using kxtest::IpcSandbox;
-using kxtest::Reap;
-using kxtest::Spawn;
+using ipctest::Channel;
+using ipctest::IpcSandbox;
+using ipctest::Reap;
+using ipctest::Spawn;
 
 // The event's value as the object behind it holds it.
 int ValueOf(void *handle) {

@@ -21,7 +21,7 @@
 
 #include "frame/lifecycle.h"
 
-namespace kxtest {
+namespace ipctest {
 
 namespace {
 
@@ -255,4 +255,4 @@ void WriteFile(const std::string &path, const std::string &content) {
   std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
 }
 
-}  // namespace kxtest
+}  // namespace ipctest

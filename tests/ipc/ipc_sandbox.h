@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-namespace kxtest {
+namespace ipctest {
 
 class IpcSandbox {
  public:
@@ -88,4 +88,4 @@ class Channel {
 std::string ReadFile(const std::string &path);
 void WriteFile(const std::string &path, const std::string &content);
 
-}  // namespace kxtest
+}  // namespace ipctest

@@ -23,12 +23,12 @@
 
 namespace {
 
-using kxtest::Channel;
-using kxtest::IpcSandbox;
-using kxtest::ReadFile;
-using kxtest::Reap;
-using kxtest::Spawn;
-using kxtest::WriteFile;
+using ipctest::Channel;
+using ipctest::IpcSandbox;
+using ipctest::ReadFile;
+using ipctest::Reap;
+using ipctest::Spawn;
+using ipctest::WriteFile;
 namespace ipc = kx::ipc;
 
 std::string Digest(const std::string &name) {

@@ -21,10 +21,10 @@
 
 namespace {
 
-using kxtest::Channel;
-using kxtest::IpcSandbox;
-using kxtest::Reap;
-using kxtest::Spawn;
+using ipctest::Channel;
+using ipctest::IpcSandbox;
+using ipctest::Reap;
+using ipctest::Spawn;
 
 // The name digest as an independent MD5 computes it: the name with its
 // terminating zero, in upper-case hexadecimal.
@@ -133,7 +133,7 @@ TEST(NamedMutex, lock_file_path_longer_than_256_bytes_is_refused) {
 TEST(NamedMutex, racy_counter_in_a_file_loses_nothing_across_eight_processes) {
   IpcSandbox sandbox;
   const std::string counter_path = sandbox.dir() + "/counter";
-  kxtest::WriteFile(counter_path, std::string(sizeof(long), '\0'));
+  ipctest::WriteFile(counter_path, std::string(sizeof(long), '\0'));
   void *mine = SMMutexCreate("counter");
   ASSERT_NE(mine, nullptr);
   constexpr int kProcesses = 8;

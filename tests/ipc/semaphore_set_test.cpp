@@ -28,12 +28,12 @@
 
 namespace {
 
-using kxtest::Channel;
-using kxtest::IpcSandbox;
-using kxtest::ReadFile;
-using kxtest::Reap;
-using kxtest::Spawn;
-using kxtest::WriteFile;
+using ipctest::Channel;
+using ipctest::IpcSandbox;
+using ipctest::ReadFile;
+using ipctest::Reap;
+using ipctest::Spawn;
+using ipctest::WriteFile;
 namespace ipc = kx::ipc;
 
 bool SetExists(int set_id) {
@@ -110,7 +110,7 @@ TEST(SemaphoreSet, identifier_0_never_reaches_the_caller) {
     const int set_id = static_cast<kx::os::SemaphoreHandle *>(semaphore)->object.set_id;
     if (set_id == 0 || semctl(set_id, 0, GETVAL) != 3) return 2;
     // Set 0 was removed, the placeholder too: this set is the only one.
-    const std::vector<kxtest::SysvObject> objects = kxtest::ListSysvObjects();
+    const std::vector<ipctest::SysvObject> objects = ipctest::ListSysvObjects();
     if (objects.size() != 1 || objects[0].id != set_id) return 3;
     if (SetExists(0)) return 4;
     SMSemaphoreDestroy(semaphore);

@@ -17,10 +17,10 @@
 
 namespace {
 
-using kxtest::Channel;
-using kxtest::IpcSandbox;
-using kxtest::Reap;
-using kxtest::Spawn;
+using ipctest::Channel;
+using ipctest::IpcSandbox;
+using ipctest::Reap;
+using ipctest::Spawn;
 
 int SetOf(void *semaphore) {
   return static_cast<kx::os::SemaphoreHandle *>(semaphore)->object.set_id;
@@ -118,7 +118,7 @@ INSTANTIATE_TEST_SUITE_P(NamedAndUnnamed, Semaphore, ::testing::Bool(),
 TEST(NamedSemaphore, shared_between_processes_and_removed_only_by_its_creator) {
   IpcSandbox sandbox;
   EXPECT_EQ(SMSemaphoreOpen("shared"), nullptr);  // no set yet
-  EXPECT_NE(kxtest::ReadFile(sandbox.KeyRegistry()).find("kxsupsmp"), std::string::npos)
+  EXPECT_NE(ipctest::ReadFile(sandbox.KeyRegistry()).find("kxsupsmp"), std::string::npos)
       << "open registers the name";
   void *semaphore = SMSemaphoreCreate("shared", 0);
   ASSERT_NE(semaphore, nullptr);

@@ -18,10 +18,10 @@
 
 namespace {
 
-using kxtest::Channel;
-using kxtest::IpcSandbox;
-using kxtest::Reap;
-using kxtest::Spawn;
+using ipctest::Channel;
+using ipctest::IpcSandbox;
+using ipctest::Reap;
+using ipctest::Spawn;
 
 kx::ipc::SharedMemoryHandle *AsMemory(void *handle) {
   return static_cast<kx::ipc::SharedMemoryHandle *>(handle);

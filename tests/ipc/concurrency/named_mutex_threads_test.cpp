@@ -15,7 +15,7 @@
 
 namespace {
 
-using kxtest::IpcSandbox;
+using ipctest::IpcSandbox;
 
 TEST(NamedMutexThreads, shared_and_own_handles_keep_a_counter_exact) {
   IpcSandbox sandbox;

@@ -18,7 +18,7 @@
 
 namespace {
 
-using kxtest::IpcSandbox;
+using ipctest::IpcSandbox;
 using namespace std::chrono_literals;
 
 kx::ipc::RwLockHandle *AsLock(void *handle) {
