@@ -16,7 +16,10 @@
 #include <string_view>
 
 #include "config/file_lock.h"
+#include "config/file_rewrite.h"
 #include "config/ini.h"
+#include "config/ini_text.h"
+#include "config/ini_values.h"
 #include "config/ipc_paths.h"
 #include "ipc/sysv.h"
 #include "log/system_log.h"
@@ -89,37 +92,19 @@ std::vector<std::string_view> SplitList(const char *buffer, size_t size) {
   return names;
 }
 
-// The key list of the numeric section: the whole list, read once into a
-// 4-byte buffer and again at the size that reports. 262 when the section is
-// absent; other failures as the INI engine gives them.
-Status ReadKeyList(const char *file, std::string *list) {
-  uint32_t size = 4;
-  list->assign(size, '\0');
-  Status status = config::ReadINIPathFileValue(kKeySection, nullptr, kIniText, list->data(), &size,
-                                               nullptr, 0, file, kIniWait);
-  if (status == Status::kBufferTooSmall) {
-    list->assign(size, '\0');
-    status = config::ReadINIPathFileValue(kKeySection, nullptr, kIniText, list->data(), &size,
-                                          nullptr, 0, file, kIniWait);
-  }
-  return status;
-}
-
-// The key for a name that has none yet: one more than the largest listed
-// key, or the first key when the numeric section is absent. 0 when the list
-// cannot be read or the next key would wrap.
-uint32_t NextKey(const char *file) {
-  std::string list;
-  const Status status = ReadKeyList(file, &list);
+// The key for a name that has none yet, from the registry's bytes: one more
+// than the largest key of the numeric section, found in one pass over its
+// key list. The first key when the section is absent; 0 when the list cannot
+// be read or the next key would wrap.
+uint32_t NextKey(std::string_view bytes) {
+  std::vector<std::string_view> keys;
+  const Status status = config::ListIniKeys(bytes, kKeySection, &keys);
   if (status == Status::kEndOfFile) return kKeyFloor + 1;
   // A numeric section without keys is an empty list: the scan below starts
   // at the first key, so such a registry gives the second key first.
-  if (status == Status::kEntryNotFound)
-    list.clear();
-  else if (!Ok(status))
-    return 0;
+  if (!Ok(status) && status != Status::kEntryNotFound) return 0;
   uint32_t largest = kKeyFloor + 1;
-  for (std::string_view text : SplitList(list.data(), list.size())) {
+  for (std::string_view text : keys) {
     uint32_t key = 0;
     if (ParseKey(text, &key) && key > largest) largest = key;
   }
@@ -127,21 +112,27 @@ uint32_t NextKey(const char *file) {
   return next > kKeyFloor ? next : 0;
 }
 
-// Writes the two entries of a new key; the key, or 0 when the first write fails.
-uint32_t RecordKey(const char *file, const char *os_name, uint32_t key) {
-  if (!Ok(config::WriteINIPathFileValue(kNameSection, os_name, kIniUint32, &key, sizeof key, file,
-                                        kIniWait))) {
-    return 0;
+// The registry's text with a new name's two entries: the name with its key
+// in the name section, then the key in decimal with the name in the numeric
+// section, each placed as a write of the INI engine places it. False when
+// not even the first entry can be placed.
+bool AddKeyEntries(std::string_view bytes, bool existed, const char *os_name, uint32_t key,
+                   std::string *edited) {
+  std::string key_text;
+  if (!Ok(config::IniValueToText(kIniUint32, &key, sizeof key, &key_text))) return false;
+  std::string named;
+  if (!Ok(config::EditIni(bytes, existed, kNameSection, os_name, key_text.c_str(), &named))) {
+    return false;
   }
-  char text[17];
-  std::snprintf(text, sizeof text, "%u", key);
-  // A failure here leaves the name with a key but no numeric entry; the next
-  // allocation may then hand that key out again. The name entry is what
-  // matters to every later lookup.
-  (void)config::WriteINIPathFileValue(kKeySection, text, kIniText, os_name,
-                                      static_cast<uint32_t>(std::strlen(os_name) + 1), file,
-                                      kIniWait);
-  return key;
+  char decimal[17];
+  std::snprintf(decimal, sizeof decimal, "%u", key);
+  // Should the numeric entry not fit, the name keeps its key without it and
+  // the next allocation may hand that key out again; the name entry is what
+  // every later lookup reads.
+  if (!Ok(config::EditIni(named, true, kKeySection, decimal, os_name, edited))) {
+    *edited = std::move(named);
+  }
+  return true;
 }
 
 void ReportSetCreationFailure(int error) {
@@ -203,19 +194,34 @@ bool ProcessExists(uint64_t pid) {
   return access(path, F_OK) == 0;
 }
 
-// Steps of a key lookup once the registry lock is held: the name's recorded
-// key, or a new one recorded for it; 0 on failure.
+// A key lookup once the registry lock is held: the name's recorded key, or
+// a new one recorded for it; 0 on failure. The file is read once and, for a
+// new name, rewritten once with both entries, all in one session of the INI
+// engine's write lock; the result is the file that the lookup, the key-list
+// read and the two entry writes would leave one after the other, so every
+// creation costs one pass over the registry and one rewrite.
 uint32_t KeyUnderLock(const char *file, const char *os_name) {
-  uint32_t key = 0;
-  uint32_t size = sizeof key;
-  const Status status = config::ReadINIPathFileValue(kNameSection, os_name, kIniUint32, &key, &size,
-                                                     nullptr, 0, file, kIniWait);
-  if (Ok(status)) return key;
-  // No registry file yet: the first key. Otherwise allocate after the largest.
-  const bool no_file = status == Status::kNotFound || status == Status::kFileOpenFailed;
-  const uint32_t next = no_file ? kKeyFloor + 1 : NextKey(file);
-  if (next == 0) return 0;
-  return RecordKey(file, os_name, next);
+  config::ConfigFileSession session;
+  if (!Ok(session.Begin(file, config::kFileLockWrite, kIniWait))) return 0;
+  std::string bytes;
+  bool existed = false;
+  if (!Ok(config::ReadConfigFile(session.target(), &bytes, &existed))) return 0;
+  uint32_t next = kKeyFloor + 1;  // no registry file yet: the first key
+  if (existed) {
+    std::string_view text;
+    if (Ok(config::FindIniValue(bytes, kNameSection, os_name, &text))) {
+      uint32_t key = 0;
+      uint32_t size = sizeof key;
+      // A value that is not a key is allocated afresh, like a missing one.
+      if (Ok(config::IniTextToValue(kIniUint32, text, &key, &size))) return key;
+    }
+    next = NextKey(bytes);
+    if (next == 0) return 0;
+  }
+  std::string edited;
+  if (!AddKeyEntries(bytes, existed, os_name, next, &edited)) return 0;
+  if (!Ok(config::ReplaceConfigFile(session.target(), edited, existed))) return 0;
+  return next;
 }
 
 // The clean-up proper; may throw when memory runs out.

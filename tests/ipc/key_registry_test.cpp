@@ -7,7 +7,9 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <algorithm>
 #include <map>
+#include <random>
 #include <set>
 #include <sstream>
 #include <string>
@@ -18,6 +20,7 @@
 #include "ipc/rwlock.h"
 #include "ipc/shared_memory.h"
 #include "ipc_sandbox.h"
+#include "kxsupt/config.h"
 #include "kxsupt/ipc.h"
 #include "os/semaphore.h"
 
@@ -109,6 +112,77 @@ TEST(KeyRegistry, new_keys_follow_the_largest_listed_key) {
     EXPECT_NE(after.find("kxsupsmpNEW=" + text + "\n"), std::string::npos) << after;
     EXPECT_NE(after.find("\n" + text + "=kxsupsmpNEW\n"), std::string::npos) << after;
     EXPECT_EQ(ipc::KeyForName("kxsupsmpNEW"), test.key);  // and it is remembered
+  }
+}
+
+// The allocation as six separate steps through the INI engine's public
+// reads and writes: the name's value; on a missing file the first key; else
+// the numeric section's key list (read into 4 bytes, then at the size that
+// reports) and its largest key + 1; the name entry; the numeric entry.
+uint32_t StepwiseKeyForName(const std::string &file, const std::string &name) {
+  uint32_t key = 0;
+  uint32_t size = sizeof key;
+  const SMStatus status = SMReadINIPathFileValue("Unique String Name Key Section", name.c_str(), 5,
+                                                 &key, &size, nullptr, 0, file.c_str(), 1);
+  if (status == SM_STATUS_SUCCESS) return key;
+  uint32_t next = 300001;
+  if (status != SM_STATUS_NOT_FOUND && status != SM_STATUS_FILE_OPEN_FAILED) {
+    std::string list(4, '\0');
+    size = 4;
+    SMStatus listed = SMReadINIPathFileValue("Unique Numeric Value Key Section", nullptr, 1,
+                                             list.data(), &size, nullptr, 0, file.c_str(), 1);
+    if (listed == SM_STATUS_BUFFER_TOO_SMALL) {
+      list.assign(size, '\0');
+      listed = SMReadINIPathFileValue("Unique Numeric Value Key Section", nullptr, 1, list.data(),
+                                      &size, nullptr, 0, file.c_str(), 1);
+    }
+    if (listed == SM_STATUS_ENTRY_NOT_FOUND) list.assign(2, '\0');
+    if (listed != SM_STATUS_END_OF_FILE) {
+      if (listed != SM_STATUS_SUCCESS && listed != SM_STATUS_ENTRY_NOT_FOUND) return 0;
+      uint64_t largest = 300001;
+      for (size_t at = 0; at < list.size() && list[at] != '\0';) {
+        const std::string text = list.c_str() + at;
+        at += text.size() + 1;
+        if (text.empty() || text.size() > 10 ||
+            text.find_first_not_of("0123456789") != std::string::npos) {
+          continue;
+        }
+        largest =
+            std::max<uint64_t>(largest, std::stoull(text) <= UINT32_MAX ? std::stoull(text) : 0);
+      }
+      if (largest + 1 > UINT32_MAX) return 0;
+      next = static_cast<uint32_t>(largest + 1);
+    }
+  }
+  if (SMWriteINIPathFileValue("Unique String Name Key Section", name.c_str(), 5, &next, sizeof next,
+                              file.c_str(), 1) != SM_STATUS_SUCCESS) {
+    return 0;
+  }
+  const std::string decimal = std::to_string(next);
+  SMWriteINIPathFileValue("Unique Numeric Value Key Section", decimal.c_str(), 1, name.c_str(),
+                          static_cast<uint32_t>(name.size() + 1), file.c_str(), 1);
+  return next;
+}
+
+// The one-pass allocation leaves, key for key and byte for byte, the file
+// that the six separate steps leave, from every starting registry of the
+// table and over a run of new and repeated names.
+TEST(KeyRegistry, one_pass_allocation_writes_what_the_separate_steps_write) {
+  std::mt19937 random(11);
+  for (const AllocationCase &test : kAllocationCases) {
+    SCOPED_TRACE(test.what);
+    IpcSandbox sandbox(IpcSandbox::kUnseeded);
+    std::filesystem::create_directories(sandbox.IpcDir());
+    const std::string stepwise = sandbox.IpcDir() + "/stepwise.ini";
+    if (test.registry != nullptr) {
+      WriteFile(sandbox.KeyRegistry(), test.registry);
+      WriteFile(stepwise, test.registry);
+    }
+    for (int i = 0; i < 40; ++i) {
+      const std::string name = "kxsupevtN" + std::to_string(random() % 25);
+      ASSERT_EQ(ipc::KeyForName(name.c_str()), StepwiseKeyForName(stepwise, name)) << name;
+      ASSERT_EQ(ReadFile(sandbox.KeyRegistry()), ReadFile(stepwise)) << name;
+    }
   }
 }
 
