@@ -125,6 +125,23 @@ TEST_F(IniEngine, interrupted_rewrite_is_rolled_back) {
   EXPECT_EQ(Entries(sandbox.dir()), (std::set<std::string>{"e.ini", "var", "vqreg.cfg"}));
 }
 
+TEST(IniWithoutRegistry, no_lock_can_be_made) {
+  // The file lock lives in the registry's data directory; without a registry
+  // no INI file can be reached.
+  kxtest::UnloadLibrary();
+  char pattern[] = "/tmp/kxsupt-noreg-XXXXXX";
+  const std::string dir = mkdtemp(pattern);
+  const std::string path = dir + "/a.ini";
+  WriteFile(path, "[s]\nk=v\n");
+  char value[8];
+  uint32_t size = sizeof value;
+  EXPECT_EQ(SMReadINIPathFileValue("s", "k", 1, value, &size, "d", 2, path.c_str(), 1), 272u);
+  EXPECT_STREQ(value, "d");
+  EXPECT_EQ(SMWriteINIPathFileValue("s", "k", 1, "w", 2, path.c_str(), 1), 272u);
+  EXPECT_EQ(ReadFile(path), "[s]\nk=v\n");
+  fs::remove_all(dir);
+}
+
 TEST(IniBackupName, forms) {
   const std::pair<std::string, std::string> table[] = {
       {"/x/a.ini", "/x/a.bak"},

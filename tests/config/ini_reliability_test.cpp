@@ -16,6 +16,7 @@
 #include <map>
 #include <random>
 #include <set>
+#include <thread>
 #include <string>
 #include <vector>
 
@@ -141,6 +142,29 @@ TEST(IniReliability, eight_writers_lose_nothing) {
       "wrong values %d, key lines %zu, leftover files %zu\n",
       kWriters, kKeys, kWriters * kKeys * 3 / 2, lost, resurrected, wrong, key_lines,
       DirectoryEntries(sandbox.Path("shared")).size() - 1);
+}
+
+TEST(IniReliability, threads_of_one_process_exclude_each_other) {
+  kxtest::Sandbox sandbox;
+  const std::string path = sandbox.Path("threads.ini");
+  constexpr int kThreads = 4, kKeys = 150;
+  std::vector<std::thread> threads;
+  std::vector<int> failures(kThreads, 0);
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < kKeys; ++i) {
+        const std::string key = "t" + std::to_string(t) + "k" + std::to_string(i);
+        failures[t] += SetText(path, "s", key, "1") != 0;
+      }
+    });
+  }
+  for (std::thread &thread : threads) thread.join();
+  std::vector<std::string> keys;
+  ASSERT_EQ(config::IniListKeys(path.c_str(), "s", &keys, 1), Status::kSuccess);
+  EXPECT_EQ(failures, std::vector<int>(kThreads, 0));
+  EXPECT_EQ(keys.size(), static_cast<size_t>(kThreads * kKeys));
+  std::printf("[ figures  ] %d threads x %d keys in one process: %zu of %d keys present\n",
+              kThreads, kKeys, keys.size(), kThreads * kKeys);
 }
 
 // The seam's target for the crash test: the step and detail at which the

@@ -13,17 +13,13 @@
 
 namespace kxtest {
 
-namespace {
-
-// Brings the process-wide library to a clean unloaded state: a failed attach
-// at start-up leaves the attach count raised, so it is balanced here too.
+// A failed attach at start-up leaves the attach count raised, so it is
+// balanced here too.
 void UnloadLibrary() {
   kx::frame::Lifecycle &library = kx::frame::Library();
   while (library.load_count() > 0) library.Unload();
   while (library.attach_count() > 0) library.Detach();
 }
-
-}  // namespace
 
 Sandbox::Sandbox(const std::string &extra) {
   char pattern[] = "/tmp/kxsupt-config-XXXXXX";

@@ -36,6 +36,9 @@ class Sandbox {
   std::string registry_;
 };
 
+// Brings the process-wide library to its unloaded state (no registry).
+void UnloadLibrary();
+
 // Writes `content` to `path`, replacing it.
 void WriteFile(const std::string &path, const std::string &content);
 // The whole file, or "" when it cannot be read.
