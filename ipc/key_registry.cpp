@@ -230,6 +230,9 @@ std::vector<StaleSet> RemoveStaleSets() {
   const config::IpcPaths *paths = config::CurrentIpcPaths();
   if (paths == nullptr) return stale;
   const char *file = paths->registry_file.c_str();
+  // No registry, nothing listed: and attach leaves the IPC directory to be
+  // made on first use.
+  if (access(file, F_OK) != 0) return stale;
   // One read of every entry into a fixed buffer; a list that does not fit
   // is worked on as far as it was copied, and the rest waits for a later
   // clean-up.
