@@ -196,32 +196,18 @@ bool ProcessExists(uint64_t pid) {
 
 // A key lookup once the registry lock is held: the name's recorded key, or
 // a new one recorded for it; 0 on failure. The file is read once and, for a
-// new name, rewritten once with both entries, all in one session of the INI
-// engine's write lock; the result is the file that the lookup, the key-list
-// read and the two entry writes would leave one after the other, so every
-// creation costs one pass over the registry and one rewrite.
+// new name, rewritten once, all in one session of the INI engine's write lock.
 uint32_t KeyUnderLock(const char *file, const char *os_name) {
   config::ConfigFileSession session;
   if (!Ok(session.Begin(file, config::kFileLockWrite, kIniWait))) return 0;
   std::string bytes;
   bool existed = false;
   if (!Ok(config::ReadConfigFile(session.target(), &bytes, &existed))) return 0;
-  uint32_t next = kKeyFloor + 1;  // no registry file yet: the first key
-  if (existed) {
-    std::string_view text;
-    if (Ok(config::FindIniValue(bytes, kNameSection, os_name, &text))) {
-      uint32_t key = 0;
-      uint32_t size = sizeof key;
-      // A value that is not a key is allocated afresh, like a missing one.
-      if (Ok(config::IniTextToValue(kIniUint32, text, &key, &size))) return key;
-    }
-    next = NextKey(bytes);
-    if (next == 0) return 0;
-  }
   std::string edited;
-  if (!AddKeyEntries(bytes, existed, os_name, next, &edited)) return 0;
-  if (!Ok(config::ReplaceConfigFile(session.target(), edited, existed))) return 0;
-  return next;
+  bool added = false;
+  const uint32_t key = KeyInRegistryText(bytes, existed, os_name, &edited, &added);
+  if (key == 0 || !added) return key;
+  return Ok(config::ReplaceConfigFile(session.target(), edited, existed)) ? key : 0;
 }
 
 // The clean-up proper; may throw when memory runs out.
@@ -263,6 +249,26 @@ std::vector<StaleSet> RemoveStaleSets() {
 }
 
 }  // namespace
+
+uint32_t KeyInRegistryText(std::string_view bytes, bool existed, const char *os_name,
+                           std::string *edited, bool *added) {
+  *added = false;
+  uint32_t next = kKeyFloor + 1;  // no registry file yet: the first key
+  if (existed) {
+    std::string_view text;
+    if (Ok(config::FindIniValue(bytes, kNameSection, os_name, &text))) {
+      uint32_t key = 0;
+      uint32_t size = sizeof key;
+      // A value that is not a key is allocated afresh, like a missing one.
+      if (Ok(config::IniTextToValue(kIniUint32, text, &key, &size))) return key;
+    }
+    next = NextKey(bytes);
+    if (next == 0) return 0;
+  }
+  if (!AddKeyEntries(bytes, existed, os_name, next, edited)) return 0;
+  *added = true;
+  return next;
+}
 
 uint32_t KeyForName(const char *os_name) {
   const config::IpcPaths *paths = config::CurrentIpcPaths();

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kx::ipc {
@@ -26,6 +27,15 @@ inline constexpr uint32_t kKeyFloor = 300000;
 // IPC paths, the registry lock cannot be taken, the registry cannot be read
 // or written, or the keys have run out (the next key would wrap).
 uint32_t KeyForName(const char *os_name);
+
+// The allocation on the registry's text (`existed` false when there is no
+// file): the key recorded for `os_name`, or else a new key (one more than
+// the largest of the numeric section, the first key without that section)
+// with `edited` set to the text that records it in both sections, as the
+// INI engine's writes of the two entries would, and *added set. 0 when no
+// key can be given (the text cannot be read or the keys have run out).
+uint32_t KeyInRegistryText(std::string_view bytes, bool existed, const char *os_name,
+                           std::string *edited, bool *added);
 
 // Creates a set of `count` semaphores with `key` (0 for an unnamed set) and
 // the access-rights word's permission, or opens the existing set of that

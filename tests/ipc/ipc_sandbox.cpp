@@ -103,15 +103,27 @@ std::string RemoveMatching(const std::vector<SysvObject> &objects, const std::se
 // of any sandbox remains and that the sandbox directories are gone.
 class LeftoverCheck : public ::testing::Environment {
  public:
+  void SetUp() override { before_ = ListSysvObjects(); }
   void TearDown() override {
     RunRecord &record = Record();
     std::lock_guard<std::mutex> hold(record.lock);
-    const std::string left = RemoveMatching(ListSysvObjects(), record.keys, record.set_ids);
+    // Only objects that appeared during the run count.
+    std::vector<SysvObject> appeared;
+    for (const SysvObject &object : ListSysvObjects()) {
+      const bool old = std::any_of(before_.begin(), before_.end(), [&](const SysvObject &seen) {
+        return seen.is_segment == object.is_segment && seen.id == object.id;
+      });
+      if (!old) appeared.push_back(object);
+    }
+    const std::string left = RemoveMatching(appeared, record.keys, record.set_ids);
     EXPECT_EQ(left, "") << "System V objects outlived their sandboxes";
     for (const std::string &dir : record.dirs) {
       EXPECT_FALSE(std::filesystem::exists(dir)) << dir << " was left behind";
     }
   }
+
+ private:
+  std::vector<SysvObject> before_;
 };
 [[maybe_unused]] const ::testing::Environment *const kLeftoverCheck =
     ::testing::AddGlobalTestEnvironment(new LeftoverCheck);
