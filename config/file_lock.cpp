@@ -10,7 +10,7 @@
 #include <atomic>
 
 #include "config/ipc_paths.h"
-#include "frame/memory.h"
+#include "base/memory.h"
 
 namespace kx::config {
 
@@ -77,7 +77,7 @@ FileLockHandle *FileLockOpen(const char *name) {
   if (lock == nullptr) return nullptr;
   lock->mutex = os::MutexCreate(nullptr);
   if (lock->mutex == nullptr) {
-    frame::FreeMem(lock);
+    base::FreeMem(lock);
     return nullptr;
   }
   lock->fd = -1;
@@ -87,9 +87,7 @@ FileLockHandle *FileLockOpen(const char *name) {
 
 Status FileLockLock(FileLockHandle *lock, uint32_t mode, uint32_t timeout_ms) {
   if (!Valid(lock)) return Status::kInvalidParameter;
-  if (uint32_t locked = os::MutexLock(lock->mutex, timeout_ms); locked != SM_STATUS_SUCCESS) {
-    return FromC(locked);
-  }
+  if (const Status locked = os::MutexLock(lock->mutex, timeout_ms); !Ok(locked)) return locked;
   Status status = Status::kSuccess;
   int fd = -1;
   if (mode != kFileLockRead && mode != kFileLockWrite) {
@@ -107,7 +105,7 @@ Status FileLockLock(FileLockHandle *lock, uint32_t mode, uint32_t timeout_ms) {
   }
   if (!Ok(status)) {
     if (fd >= 0) close(fd);
-    (void)os::MutexUnlock(lock->mutex);
+    (void)os::MutexUnLock(lock->mutex);
     return status;
   }
   lock->fd = fd;
@@ -122,7 +120,7 @@ Status FileLockUnlock(FileLockHandle *lock) {
   close(lock->fd);
   lock->fd = -1;
   lock->mode = 0;
-  (void)os::MutexUnlock(lock->mutex);
+  (void)os::MutexUnLock(lock->mutex);
   return Status::kSuccess;
 }
 
@@ -130,7 +128,7 @@ void FileLockClose(FileLockHandle *lock) {
   if (!Valid(lock)) return;
   if (lock->mode != 0) (void)FileLockUnlock(lock);
   os::MutexDestroy(lock->mutex);
-  frame::FreeMem(lock);
+  base::FreeMem(lock);
 }
 
 }  // namespace kx::config

@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 
 namespace kx::config {
 
@@ -23,12 +23,12 @@ bool ModificationTime(const char *path, int64_t *seconds) {
 SMFileProp *FilePropAlloc(const char *path) {
   int64_t seconds = 0;
   if (path == nullptr || !ModificationTime(path, &seconds)) return nullptr;
-  auto *record = static_cast<SMFileProp *>(frame::AllocMem(sizeof(SMFileProp)));
+  auto *record = static_cast<SMFileProp *>(base::AllocMem(sizeof(SMFileProp)));
   if (record == nullptr) return nullptr;
   const size_t size = std::strlen(path) + 1;
-  record->pathFileName = static_cast<char *>(frame::AllocMem(static_cast<uint32_t>(size)));
+  record->pathFileName = static_cast<char *>(base::AllocMem(static_cast<uint32_t>(size)));
   if (record->pathFileName == nullptr) {
-    frame::FreeMem(record);
+    base::FreeMem(record);
     return nullptr;
   }
   std::memcpy(record->pathFileName, path, size);
@@ -49,8 +49,8 @@ int32_t FilePropIsModified(SMFileProp *record) {
 
 void FilePropFree(SMFileProp *record) {
   if (record == nullptr) return;
-  frame::FreeMem(record->pathFileName);
-  frame::FreeMem(record);
+  base::FreeMem(record->pathFileName);
+  base::FreeMem(record);
 }
 
 }  // namespace kx::config

@@ -15,8 +15,8 @@
 #include "config/ini_text.h"
 #include "config/ini_values.h"
 #include "config/registry.h"
-#include "frame/memory.h"
-#include "text/xlt.h"
+#include "base/memory.h"
+#include "values/translation.h"
 
 namespace kx::config {
 
@@ -269,7 +269,7 @@ char *ReadINISectionKeyUTF8Value(const char *section, const char *key, const cha
   if (size_out == nullptr) size_out = &ignored;
   const uint32_t default_size =
       default_text != nullptr ? static_cast<uint32_t>(std::strlen(default_text) + 1) : 0;
-  auto *buffer = static_cast<char *>(frame::AllocMem(kUtf8FirstRoom));
+  auto *buffer = static_cast<char *>(base::AllocMem(kUtf8FirstRoom));
   if (buffer == nullptr) {
     *size_out = 0;
     return nullptr;
@@ -278,7 +278,7 @@ char *ReadINISectionKeyUTF8Value(const char *section, const char *key, const cha
   Status status = ReadINIPathFileValue(section, key, kIniText, buffer, &size, default_text,
                                        default_size, path, flags);
   if (status == Status::kBufferTooSmall && size <= kUtf8MaxRoom) {
-    if (auto *larger = static_cast<char *>(frame::ReAllocMem(buffer, size))) {
+    if (auto *larger = static_cast<char *>(base::ReAllocMem(buffer, size))) {
       buffer = larger;
       status = ReadINIPathFileValue(section, key, kIniText, buffer, &size, default_text,
                                     default_size, path, flags);
@@ -288,7 +288,7 @@ char *ReadINISectionKeyUTF8Value(const char *section, const char *key, const cha
     *size_out = size;
     return buffer;
   }
-  frame::FreeMem(buffer);
+  base::FreeMem(buffer);
   *size_out = 0;
   return nullptr;
 }
@@ -315,7 +315,7 @@ uint32_t ReadINIEnums32Value(const char *section, const char *key, const SMEnum3
     const SMEnum32Entry *row = match(stored);
     return row != nullptr ? row->value : table[0].value;
   }
-  char *tokens = text::ConvertSeparatedValues(stored, ',', ',', nullptr, nullptr);
+  char *tokens = values::UTF8ConvertXSVToYSV(stored, ',', ',', nullptr, nullptr);
   if (tokens == nullptr) return kEnumBadArguments;
   uint32_t result = 0;
   for (char *token = tokens; *token != '\0';) {
@@ -324,7 +324,7 @@ uint32_t ReadINIEnums32Value(const char *section, const char *key, const SMEnum3
     if (const SMEnum32Entry *row = match(token)) result |= row->value;
     token = comma + 1;
   }
-  frame::FreeMem(tokens);
+  base::FreeMem(tokens);
   return result;
 }
 

@@ -12,8 +12,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "codec/format.h"
-#include "text/xlt.h"
+#include "format/format.h"
+#include "values/translation.h"
 
 namespace kx::config {
 
@@ -117,7 +117,7 @@ bool Scan32(std::string_view text, bool is_signed, uint32_t *bits) {
 Status XltText(const void *value, uint32_t width, uint32_t code, std::string *text) {
   char buffer[64];
   uint32_t size = sizeof buffer;
-  if (text::XltValueToText(value, width, buffer, &size, code) != SM_STATUS_SUCCESS) {
+  if (!Ok(values::XLTTypeValueToUTF8(value, width, buffer, &size, code))) {
     return Status::kBadValue;
   }
   text->assign(buffer);
@@ -178,17 +178,17 @@ Status IniValueToText(uint32_t type, const void *value, uint32_t size, std::stri
       text->assign(Load<uint16_t>(value) == 1 ? "TRUE" : "FALSE");
       break;
     case kIniUInt32:
-      return XltText(value, 4, text::kXltUInt32, text);
+      return XltText(value, 4, values::kUInt32, text);
     case kIniInt32:
-      return XltText(value, 4, text::kXltInt32, text);
+      return XltText(value, 4, values::kInt32, text);
     case kIniUInt64:
-      return XltText(value, 8, text::kXltUInt64, text);
+      return XltText(value, 8, values::kUInt64, text);
     case kIniInt64:
-      return XltText(value, 8, text::kXltInt64, text);
+      return XltText(value, 8, values::kInt64, text);
     case kIniDouble: {
       // The largest double has 309 integral digits.
       char buffer[400];
-      codec::Format(buffer, sizeof buffer, "%.8f", Load<double>(value));
+      format::snprintf(buffer, sizeof buffer, "%.8f", Load<double>(value));
       text->assign(buffer);
       break;
     }
@@ -233,10 +233,10 @@ Status IniTextToValue(uint32_t type, std::string_view text, void *value, uint32_
       const std::string terminated(text);
       uint64_t bits;
       uint32_t room = sizeof bits;
-      uint32_t status = text::XltTextToValue(
-          terminated.c_str(), &bits, &room, type == kIniInt64 ? text::kXltInt64 : text::kXltUInt64);
-      if (status == SM_STATUS_OVERFLOW || status == SM_STATUS_UNDERFLOW) return FromC(status);
-      if (status != SM_STATUS_SUCCESS) return Status::kBadValue;
+      const Status status = values::XLTUTF8ToTypeValue(
+          terminated.c_str(), &bits, &room, type == kIniInt64 ? values::kInt64 : values::kUInt64);
+      if (status == Status::kOverflow || status == Status::kUnderflow) return status;
+      if (!Ok(status)) return Status::kBadValue;
       std::memcpy(value, &bits, sizeof bits);
       break;
     }

@@ -13,7 +13,7 @@
 
 #include "codec/md5.h"
 #include "config/registry.h"
-#include "frame/memory.h"
+#include "base/memory.h"
 
 namespace kx::config {
 
@@ -117,17 +117,17 @@ Status NameDigest(const char *name, char *digest, uint32_t *size) {
     return Status::kBufferTooSmall;
   }
   SMRFC1321Context context;
-  codec::Md5Load(&context);
-  codec::Md5Add<codec::kMd5HostOrder>(&context, reinterpret_cast<const uint8_t *>(name),
+  codec::RFC1321Load(&context);
+  codec::RFC1321AddMsg<codec::kMd5HostOrder>(&context, reinterpret_cast<const uint8_t *>(name),
                                       std::strlen(name) + 1);
-  codec::Md5Finish<codec::kMd5HostOrder>(&context);
+  codec::RFC1321ComputeMsgDigest<codec::kMd5HostOrder>(&context);
   static const char kDigits[] = "0123456789ABCDEF";
   for (size_t i = 0; i < sizeof context.digest; ++i) {
     digest[2 * i] = kDigits[context.digest[i] >> 4];
     digest[2 * i + 1] = kDigits[context.digest[i] & 15];
   }
   digest[32] = '\0';
-  codec::Md5Wipe(&context);
+  codec::RFC1321UnLoad(&context);
   *size = kNameDigestSize;
   return Status::kSuccess;
 }
@@ -158,7 +158,7 @@ void *BuildIpcHandle(const char *name, size_t fields_size, uint32_t kind) {
   if (name != nullptr && !IpcObjectName(name, kind, &os_name)) return nullptr;
   const size_t name_room = name != nullptr ? os_name.size() + 1 : 0;
   auto *block =
-      static_cast<char *>(frame::AllocMem(static_cast<uint32_t>(fields_size + name_room)));
+      static_cast<char *>(base::AllocMem(static_cast<uint32_t>(fields_size + name_room)));
   if (block == nullptr) return nullptr;
   std::memset(block, 0, fields_size);
   IpcHandleHead head{kind, nullptr};

@@ -5,7 +5,7 @@
 
 #include <stdlib.h>
 
-#include "text/xlt_forms.h"
+#include "values/forms.h"
 
 namespace kx::config {
 
@@ -13,7 +13,7 @@ std::string CurrentLanguageText() {
   const char *lang = getenv("LANG");
   // An unknown or missing LANG is US English, whose identifier is the table's
   // default.
-  return text::LanguageName(text::LanguageId(lang != nullptr ? lang : ""));
+  return values::LanguageName(values::LanguageId(lang != nullptr ? lang : ""));
 }
 
 }  // namespace kx::config

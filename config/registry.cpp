@@ -22,7 +22,7 @@
 #include "config/language.h"
 #include "config/registry_file.h"
 #include "config/registry_text.h"
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "os/mutex.h"
 
 namespace kx::config {
@@ -135,7 +135,7 @@ class RegistryLock {
   }
   ~RegistryLock() {
     if (mutex_ != nullptr) {
-      (void)os::MutexUnlock(mutex_);
+      (void)os::MutexUnLock(mutex_);
     } else {
       pthread_mutex_unlock(&g_fallback_lock);
     }
@@ -258,7 +258,7 @@ Status DeliverPath(const std::string &path, char *buffer, uint32_t *size) {
 }
 
 char *HeapCopy(std::string_view text) {
-  auto *copy = static_cast<char *>(frame::AllocMem(static_cast<uint32_t>(text.size() + 1)));
+  auto *copy = static_cast<char *>(base::AllocMem(static_cast<uint32_t>(text.size() + 1)));
   if (copy == nullptr) return nullptr;
   std::memcpy(copy, text.data(), text.size());
   copy[text.size()] = '\0';

@@ -43,8 +43,6 @@ class Lifecycle {
   int32_t load_count() const { return load_count_; }
   int32_t attach_count() const { return attach_count_; }
   uint16_t unloading() const { return unloading_->load(std::memory_order_acquire); }
-  // True while every module of the chain is attached.
-  bool modules_up() const { return modules_up_.load(std::memory_order_acquire); }
 
  private:
   std::span<const ModuleStep> steps_;
@@ -52,7 +50,6 @@ class Lifecycle {
   int32_t attach_count_ = 0;
   std::atomic<uint16_t> own_unloading_{0};
   std::atomic<uint16_t> *unloading_ = &own_unloading_;
-  std::atomic<bool> modules_up_{false};
 };
 
 // The process-wide lifecycle over the library's real module chain.

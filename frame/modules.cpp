@@ -3,9 +3,10 @@
 #include "frame/modules.h"
 
 #include "codec/crc32.h"
-#include "codec/format.h"
 #include "config/registry.h"
+#include "format/format.h"
 #include "ipc/key_registry.h"
+#include "net/module.h"
 #include "os/critical_section.h"
 #include "os/library.h"
 
@@ -18,14 +19,15 @@ constexpr ModuleStep kSteps[] = {
     {"product registry", &config::RegistryModuleAttach, &config::RegistryModuleDetach},
     // 2. Install paths: fills the cache from the registry.
     {"install paths", &config::InstallPathsAttach, &config::InstallPathsDetach},
-    // 3. Network addresses.
+    // 3. Network addresses: the network functions answer only while it is up.
+    {"network addresses", &net::NetworkAttach, &net::NetworkDetach},
     // 4. IPC layer: the IPC paths; removes the unnamed semaphore sets of dead processes.
     {"IPC layer", &ipc::IpcAttach, &ipc::IpcDetach},
     // 5. Critical sections: the table behind SMCriticalSectionExecute.
     {"critical sections", &os::CriticalSectionAttach, &os::CriticalSectionDetach},
     // 6. Event log.
     // 7. Formatted output: the formatter's mutex.
-    {"formatted output", &codec::FormatAttach, &codec::FormatDetach},
+    {"formatted output", &format::FormatAttach, &format::FormatDetach},
     // 8. Function-table libraries: the shared library table.
     {"function-table libraries", &os::FLibTableAttach, &os::FLibTableDetach},
     // 9. CRC-32 table.

@@ -8,7 +8,7 @@
 #include <semaphore.h>
 
 #include "config/ipc_paths.h"
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "ipc/key_registry.h"
 #include "ipc/sysv.h"
 
@@ -33,7 +33,7 @@ EventHandle *NewNamedHandle(const char *name, uint32_t *key) {
   if (event == nullptr) return nullptr;
   *key = KeyForName(event->name);
   if (*key == 0) {
-    frame::FreeMem(event);
+    base::FreeMem(event);
     return nullptr;
   }
   return event;
@@ -76,7 +76,7 @@ EventHandle *EventCreate(const char *name, uint32_t manual_reset, uint32_t initi
     if (event == nullptr) return nullptr;
     event->object.local = os::SemaphoreCreate(nullptr, initial_value);
     if (event->object.local == nullptr) {
-      frame::FreeMem(event);
+      base::FreeMem(event);
       return nullptr;
     }
   } else {
@@ -84,14 +84,14 @@ EventHandle *EventCreate(const char *name, uint32_t manual_reset, uint32_t initi
     event = NewNamedHandle(name, &key);
     if (event == nullptr) return nullptr;
     if (initial_value >= os::kSemaphoreCountLimit) {
-      frame::FreeMem(event);
+      base::FreeMem(event);
       return nullptr;
     }
     const int count = manual_reset == 1 ? 2 : 1;
     event->object.set_id =
         CreateSemaphoreSet(key, count, access_rights, static_cast<int>(initial_value));
     if (event->object.set_id == 0) {
-      frame::FreeMem(event);
+      base::FreeMem(event);
       return nullptr;
     }
   }
@@ -107,7 +107,7 @@ EventHandle *EventOpen(const char *name) {
   if (event == nullptr) return nullptr;
   const int set_id = Sysv().semget(static_cast<key_t>(key), 0, 0600);
   if (set_id < 0) {
-    frame::FreeMem(event);
+    base::FreeMem(event);
     return nullptr;
   }
   event->object.set_id = set_id;
@@ -164,7 +164,7 @@ void EventDestroy(EventHandle *event) {
       ForgetSemaphoreSet(event->object.set_id);
     }
   }
-  frame::FreeMem(event);
+  base::FreeMem(event);
 }
 
 }  // namespace kx::ipc

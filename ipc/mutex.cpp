@@ -18,7 +18,7 @@
 #include <atomic>
 
 #include "config/ipc_paths.h"
-#include "frame/memory.h"
+#include "base/memory.h"
 
 namespace kx::ipc {
 
@@ -55,21 +55,21 @@ int SetRecordLock(int fd, short type, bool wait) {
 
 // Opens an existing lock file as the handle opened it (write-only when it is
 // writable, else read-only) in place of a descriptor that went bad.
-bool ReopenLockFile(os::MutexHandle *mutex) {
-  const int fd = open(mutex->name, (mutex->writable ? O_WRONLY : O_RDONLY) | O_CLOEXEC);
+bool ReopenLockFile(NamedMutexHandle *named) {
+  const int fd = open(named->mutex.name, (named->writable ? O_WRONLY : O_RDONLY) | O_CLOEXEC);
   if (fd < 0) return false;
-  mutex->lock_fd = fd;
+  named->lock_fd = fd;
   return true;
 }
 
 // The inter-process half of a lock: the record lock over the whole lock
 // file, with the same polling as the local mutex and a count of its own.
-Status TakeFileLock(os::MutexHandle *mutex, uint32_t timeout_ms) {
-  const short type = mutex->writable ? F_WRLCK : F_RDLCK;
+Status TakeFileLock(NamedMutexHandle *named, uint32_t timeout_ms) {
+  const short type = named->writable ? F_WRLCK : F_RDLCK;
   const bool wait = timeout_ms == os::kWaitForever;
   uint64_t elapsed = 0;
   for (;;) {
-    if (SetRecordLock(mutex->lock_fd, type, wait) == 0) return Status::kSuccess;
+    if (SetRecordLock(named->lock_fd, type, wait) == 0) return Status::kSuccess;
     switch (errno) {
       case EINTR:
       case EDEADLK:
@@ -82,7 +82,7 @@ Status TakeFileLock(os::MutexHandle *mutex, uint32_t timeout_ms) {
         SleepOnePoll();
         continue;
       case EBADF:
-        if (!ReopenLockFile(mutex)) return Status::kError;
+        if (!ReopenLockFile(named)) return Status::kError;
         continue;
       default:
         return Status::kError;
@@ -92,53 +92,54 @@ Status TakeFileLock(os::MutexHandle *mutex, uint32_t timeout_ms) {
 
 // A kind-1 handle with the lock-file path behind it and its local mutex
 // ready, no file open yet. Null when the name cannot be turned into a path.
-os::MutexHandle *NewNamedHandle(const char *name) {
-  auto *mutex = static_cast<os::MutexHandle *>(
-      config::BuildIpcHandle(name, sizeof(os::MutexHandle), config::kIpcMutex));
-  if (mutex == nullptr) return nullptr;
-  if (pthread_mutex_init(&mutex->local, nullptr) != 0) {
-    frame::FreeMem(mutex);
+NamedMutexHandle *NewNamedHandle(const char *name) {
+  auto *named = static_cast<NamedMutexHandle *>(
+      config::BuildIpcHandle(name, sizeof(NamedMutexHandle), config::kIpcMutex));
+  if (named == nullptr) return nullptr;
+  if (pthread_mutex_init(&named->mutex.local, nullptr) != 0) {
+    base::FreeMem(named);
     return nullptr;
   }
-  mutex->lock_fd = -1;
-  return mutex;
+  named->lock_fd = -1;
+  return named;
 }
 
-void FreeNamedHandle(os::MutexHandle *mutex) {
-  if (mutex->lock_fd >= 0) close(mutex->lock_fd);
-  mutex->lock_fd = -1;
-  pthread_mutex_destroy(&mutex->local);
-  frame::FreeMem(mutex);
+void FreeNamedHandle(NamedMutexHandle *named) {
+  if (named->lock_fd >= 0) close(named->lock_fd);
+  named->lock_fd = -1;
+  pthread_mutex_destroy(&named->mutex.local);
+  base::FreeMem(named);
 }
 
 // Opens the lock file write-only, else read-only, creating it with
 // `permission` when `create` is set; records which open succeeded.
-bool OpenLockFile(os::MutexHandle *mutex, bool create, mode_t permission) {
+bool OpenLockFile(NamedMutexHandle *named, bool create, mode_t permission) {
   (void)config::EnsureIpcDirectory();
-  const bool existed = access(mutex->name, F_OK) == 0;
+  const char *path = named->mutex.name;
+  const bool existed = access(path, F_OK) == 0;
   const int create_flag = create ? O_CREAT : 0;
-  int fd = open(mutex->name, O_WRONLY | create_flag | O_CLOEXEC, permission);
+  int fd = open(path, O_WRONLY | create_flag | O_CLOEXEC, permission);
   if (fd >= 0) {
-    mutex->writable = 1;
+    named->writable = 1;
     // The creation mask must not narrow what the caller asked for.
     if (create && !existed) fchmod(fd, permission);
   } else {
-    fd = open(mutex->name, O_RDONLY | create_flag | O_CLOEXEC, permission);
+    fd = open(path, O_RDONLY | create_flag | O_CLOEXEC, permission);
     if (fd < 0) return false;
-    mutex->writable = 0;
+    named->writable = 0;
   }
-  mutex->lock_fd = fd;
+  named->lock_fd = fd;
   return true;
 }
 
 os::MutexHandle *NamedMutex(const char *name, bool create, uint32_t access_rights) {
-  os::MutexHandle *mutex = NewNamedHandle(name);
-  if (mutex == nullptr) return nullptr;
-  if (!OpenLockFile(mutex, create, config::PermissionFromAccessRights(access_rights))) {
-    FreeNamedHandle(mutex);
+  NamedMutexHandle *named = NewNamedHandle(name);
+  if (named == nullptr) return nullptr;
+  if (!OpenLockFile(named, create, config::PermissionFromAccessRights(access_rights))) {
+    FreeNamedHandle(named);
     return nullptr;
   }
-  return mutex;
+  return &named->mutex;
 }
 
 Status CheckHandle(const os::MutexHandle *mutex) {
@@ -161,20 +162,20 @@ os::MutexHandle *MutexOpen(const char *name) {
 
 Status MutexLock(os::MutexHandle *mutex, uint32_t timeout_ms) {
   if (Status status = CheckHandle(mutex); !Ok(status)) return status;
-  if (Status status = FromC(os::MutexLock(mutex, timeout_ms)); !Ok(status)) return status;
+  if (Status status = os::MutexLock(mutex, timeout_ms); !Ok(status)) return status;
   if (!IsNamed(mutex)) return Status::kSuccess;
-  Status status = TakeFileLock(mutex, timeout_ms);
-  if (!Ok(status)) (void)os::MutexUnlock(mutex);
+  Status status = TakeFileLock(AsNamed(mutex), timeout_ms);
+  if (!Ok(status)) (void)os::MutexUnLock(mutex);
   return status;
 }
 
-Status MutexUnlock(os::MutexHandle *mutex) {
+Status MutexUnLock(os::MutexHandle *mutex) {
   if (Status status = CheckHandle(mutex); !Ok(status)) return status;
   if (IsNamed(mutex)) {
-    while (SetRecordLock(mutex->lock_fd, F_UNLCK, true) != 0 && errno == EINTR) {
+    while (SetRecordLock(AsNamed(mutex)->lock_fd, F_UNLCK, true) != 0 && errno == EINTR) {
     }
   }
-  return FromC(os::MutexUnlock(mutex));
+  return os::MutexUnLock(mutex);
 }
 
 void MutexDestroy(os::MutexHandle *mutex) {
@@ -183,7 +184,7 @@ void MutexDestroy(os::MutexHandle *mutex) {
     os::MutexDestroy(mutex);
     return;
   }
-  FreeNamedHandle(mutex);
+  FreeNamedHandle(AsNamed(mutex));
 }
 
 }  // namespace kx::ipc

@@ -12,6 +12,21 @@
 
 namespace kx::ipc {
 
+// A named mutex's handle: the fields of an unnamed one (kind 1, the
+// lock-file path as its operating-system name, the process-local mutex),
+// then the lock file's. The exported handle points at `mutex`, so the
+// unnamed routines work on the local half of either kind.
+struct NamedMutexHandle {
+  os::MutexHandle mutex;
+  int lock_fd;        // the open lock file, -1 once closed
+  uint16_t writable;  // 1: opened for writing (write locks); 0: read-only (shared locks)
+};
+
+// The named handle behind an exported mutex handle whose name is set.
+inline NamedMutexHandle *AsNamed(os::MutexHandle *mutex) {
+  return reinterpret_cast<NamedMutexHandle *>(mutex);
+}
+
 // SMMutexCreate / SMMutexCreate_s: a null name makes an unnamed mutex (the
 // access-rights word is then unused); a name opens its lock file, creating
 // it with the word's permission bits (all ones 0664, 0 0600), write-only when
@@ -34,7 +49,7 @@ Status MutexLock(os::MutexHandle *mutex, uint32_t timeout_ms);
 
 // SMMutexUnLock: releases the record lock (named), then the local mutex.
 // 0, or 271 / 257 as for MutexLock.
-Status MutexUnlock(os::MutexHandle *mutex);
+Status MutexUnLock(os::MutexHandle *mutex);
 
 // SMMutexDestroy: closes the lock file (which stays on disk), destroys the
 // local mutex and frees the handle. Null and other kinds are left alone.

@@ -30,7 +30,7 @@ SMStatus SMMutexLock(void *pMutex, uint32_t timeoutMs) {
   return kx::ToC(kx::ipc::MutexLock(AsMutex(pMutex), timeoutMs));
 }
 SMStatus SMMutexUnLock(void *pMutex) {
-  return kx::ToC(kx::ipc::MutexUnlock(AsMutex(pMutex)));
+  return kx::ToC(kx::ipc::MutexUnLock(AsMutex(pMutex)));
 }
 void SMMutexDestroy(void *pMutex) {
   kx::ipc::MutexDestroy(AsMutex(pMutex));

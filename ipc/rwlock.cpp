@@ -12,7 +12,7 @@
 
 #include "base/unloading.h"
 #include "config/ipc_paths.h"
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "ipc/mutex.h"
 #include "ipc/semaphore.h"
 
@@ -67,7 +67,7 @@ Status LockGet(RwLockHandle *lock, uint32_t timeout_ms, Side side) {
   const bool reader = side == Side::kReader;
   int32_t &waiting = reader ? lock->waiting_readers : lock->waiting_writers;
   if (waiting == INT32_MAX) {
-    (void)ipc::MutexUnlock(guard);
+    (void)ipc::MutexUnLock(guard);
     return Status::kWriteFailed;
   }
   ++waiting;
@@ -82,15 +82,15 @@ Status LockGet(RwLockHandle *lock, uint32_t timeout_ms, Side side) {
         lock->writer_active = 1;
       }
       --waiting;
-      (void)ipc::MutexUnlock(guard);
+      (void)ipc::MutexUnLock(guard);
       return Status::kSuccess;
     }
-    (void)ipc::MutexUnlock(guard);
+    (void)ipc::MutexUnLock(guard);
     // A wait that runs out is not an answer: the loop re-checks and waits again.
     (void)ipc::SemaphoreAcquireWait(reader ? lock->reader_gate : lock->writer_gate, timeout_ms);
     if (!Ok(TakeGuard(lock, &guard))) return Status::kError;
     if (base::Unloading()) {
-      (void)ipc::MutexUnlock(guard);
+      (void)ipc::MutexUnLock(guard);
       return Status::kError;
     }
   }
@@ -109,15 +109,15 @@ Status Release(RwLockHandle *lock, Side side) {
   // A writer first if one waits, else every waiting reader; the two extra
   // let a few more through than are counted, and each re-checks anyway.
   if (lock->waiting_writers >= 1) {
-    (void)ipc::MutexUnlock(guard);
+    (void)ipc::MutexUnLock(guard);
     return OpenGate(lock->writer_gate, 1);
   }
   if (lock->waiting_readers >= 1) {
     const int64_t count = int64_t{lock->waiting_readers} + 2;
-    (void)ipc::MutexUnlock(guard);
+    (void)ipc::MutexUnLock(guard);
     return OpenGate(lock->reader_gate, count);
   }
-  return ipc::MutexUnlock(guard);
+  return ipc::MutexUnLock(guard);
 }
 
 void DestroyParts(RwLockHandle *lock, os::MutexHandle *guard) {
@@ -139,7 +139,7 @@ RwLockHandle *RWLCreate(const char *name) {
   lock->writer_gate = ipc::SemaphoreCreate(lock->name, 0, 0xFFFFFFFFu);
   if (lock->guard == nullptr || lock->reader_gate == nullptr || lock->writer_gate == nullptr) {
     DestroyParts(lock, lock->guard);
-    frame::FreeMem(lock);
+    base::FreeMem(lock);
     return nullptr;
   }
   return lock;
@@ -168,18 +168,18 @@ void RWLDestroy(RwLockHandle *lock) {
   Guard(lock).store(nullptr);
   // Wake every counted waiter; each finds the guard gone and leaves.
   if (const int32_t writers = lock->waiting_writers; writers > 0) {
-    (void)ipc::MutexUnlock(guard);
+    (void)ipc::MutexUnLock(guard);
     (void)OpenGate(lock->writer_gate, int64_t{writers} + 2);
     sched_yield();
     (void)ipc::MutexLock(guard, os::kWaitForever);
   }
   if (const int32_t readers = lock->waiting_readers; readers > 0) {
-    (void)ipc::MutexUnlock(guard);
+    (void)ipc::MutexUnLock(guard);
     (void)OpenGate(lock->reader_gate, int64_t{readers} + 2);
     sched_yield();
     (void)ipc::MutexLock(guard, os::kWaitForever);
   }
-  (void)ipc::MutexUnlock(guard);
+  (void)ipc::MutexUnLock(guard);
   // A thread that took the guard before it was detached may still come to
   // wait on a gate uncounted: keep both gates open until everyone has left,
   // so that nothing touches the handle once it is freed.
@@ -191,7 +191,7 @@ void RWLDestroy(RwLockHandle *lock) {
   }
   DestroyParts(lock, guard);
   sched_yield();
-  frame::FreeMem(lock);
+  base::FreeMem(lock);
 }
 
 }  // namespace kx::ipc

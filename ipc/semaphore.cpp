@@ -5,7 +5,7 @@
 #include <sys/sem.h>
 
 #include "config/ipc_paths.h"
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "ipc/key_registry.h"
 #include "ipc/sysv.h"
 
@@ -21,7 +21,7 @@ os::SemaphoreHandle *NewNamedHandle(const char *name, uint32_t *key) {
   if (semaphore == nullptr) return nullptr;
   *key = KeyForName(semaphore->name);
   if (*key == 0) {
-    frame::FreeMem(semaphore);
+    base::FreeMem(semaphore);
     return nullptr;
   }
   return semaphore;
@@ -42,7 +42,7 @@ os::SemaphoreHandle *SemaphoreCreate(const char *name, uint32_t initial_count,
   if (semaphore == nullptr) return nullptr;
   const int set_id = CreateSemaphoreSet(key, 1, access_rights, static_cast<int>(initial_count));
   if (set_id == 0) {
-    frame::FreeMem(semaphore);
+    base::FreeMem(semaphore);
     return nullptr;
   }
   semaphore->object.set_id = set_id;
@@ -57,7 +57,7 @@ os::SemaphoreHandle *SemaphoreOpen(const char *name) {
   if (semaphore == nullptr) return nullptr;
   const int set_id = Sysv().semget(static_cast<key_t>(key), 0, 0600);
   if (set_id < 0) {
-    frame::FreeMem(semaphore);
+    base::FreeMem(semaphore);
     return nullptr;
   }
   semaphore->object.set_id = set_id;
@@ -91,7 +91,7 @@ void SemaphoreDestroy(os::SemaphoreHandle *semaphore) {
   if (semaphore->creator == 1 && RemoveSemaphoreSet(semaphore->object.set_id)) {
     ForgetSemaphoreSet(semaphore->object.set_id);
   }
-  frame::FreeMem(semaphore);
+  base::FreeMem(semaphore);
 }
 
 }  // namespace kx::ipc

@@ -10,7 +10,7 @@
 #include <sys/shm.h>
 
 #include "config/ipc_paths.h"
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "ipc/key_registry.h"
 #include "ipc/sysv.h"
 
@@ -50,7 +50,7 @@ SharedMemoryHandle *NewHandle(const char *name, uint32_t *key) {
   if (memory == nullptr) return nullptr;
   *key = KeyForName(memory->name);
   if (*key == 0) {
-    frame::FreeMem(memory);
+    base::FreeMem(memory);
     return nullptr;
   }
   memory->segment = -1;
@@ -58,7 +58,7 @@ SharedMemoryHandle *NewHandle(const char *name, uint32_t *key) {
 }
 
 SharedMemoryHandle *Fail(SharedMemoryHandle *memory) {
-  frame::FreeMem(memory);
+  base::FreeMem(memory);
   return nullptr;
 }
 
@@ -135,7 +135,7 @@ void SharedMemFree(SharedMemoryHandle *memory) {
     (void)OperateOnGuard(memory->guard, 1, false);
     if (RemoveSemaphoreSet(memory->guard)) ForgetSemaphoreSet(memory->guard);
   }
-  frame::FreeMem(memory);
+  base::FreeMem(memory);
 }
 
 }  // namespace kx::ipc

@@ -11,21 +11,24 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
+#include <new>
 #include <string>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "log/event_types.h"
-#include "text/xlt.h"
+#include "values/translation.h"
 
 namespace kx::log {
 
 namespace {
 
 // The datagram socket standing in for the logger under test; empty in
-// production. Guarded by g_target_lock.
+// production. Plain data, so that reports made while the library attaches
+// (before static construction) find it empty. Guarded by g_target_lock.
 pthread_mutex_t g_target_lock = PTHREAD_MUTEX_INITIALIZER;
-std::string g_test_socket;
+char g_test_socket[sizeof(sockaddr_un::sun_path)];
 
 std::string TestSocket() {
   pthread_mutex_lock(&g_target_lock);
@@ -38,13 +41,16 @@ std::string TestSocket() {
 // LOG_PID: "<PRI>Mmm dd hh:mm:ss identity: message".
 void SendDatagram(const std::string &socket_path, const char *identity, int priority,
                   const char *message) {
-  char stamp[32] = "";
+  char head[64];
   const time_t now = time(nullptr);
   struct tm local {};
-  if (localtime_r(&now, &local) != nullptr) strftime(stamp, sizeof stamp, "%h %e %T ", &local);
-  std::string datagram = "<" + std::to_string(LOG_DAEMON | priority) + ">" + stamp;
-  if (identity != nullptr) datagram += std::string(identity) + ": ";
-  datagram += message;
+  int length = std::snprintf(head, sizeof head, "<%d>", LOG_DAEMON | priority);
+  if (localtime_r(&now, &local) != nullptr) {
+    length += static_cast<int>(strftime(head + length, sizeof head - length, "%h %e %T ", &local));
+  }
+  std::string datagram(head, static_cast<size_t>(length));
+  if (identity != nullptr) datagram.append(identity).append(": ");
+  datagram.append(message);
 
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -87,8 +93,8 @@ bool SystemLogMessage(uint16_t category, uint32_t event_id, const char *descript
   if (name == nullptr) return false;
   char identifier[16];
   uint32_t size = sizeof identifier;
-  if (text::XltValueToText(&event_id, sizeof event_id, identifier, &size, text::kXltUInt32) !=
-      SM_STATUS_SUCCESS) {
+  if (!Ok(values::XLTTypeValueToUTF8(&event_id, sizeof event_id, identifier, &size,
+                                     values::kUInt32))) {
     return false;
   }
   size_t length = 0;
@@ -105,11 +111,15 @@ bool SystemLogMessage(uint16_t category, uint32_t event_id, const char *descript
 
 Status AppendToOSSysLog(uint16_t type, uint16_t category, uint32_t event_id, const char *source,
                         const char *description) {
-  auto *message = static_cast<char *>(frame::AllocMem(kSystemLogMessageRoom));
+  auto *message = static_cast<char *>(base::AllocMem(kSystemLogMessageRoom));
   if (message == nullptr) return Status::kError;
-  const bool built = SystemLogMessage(category, event_id, description, message);
-  if (built) Emit(source, SystemLogPriority(type), message);
-  frame::FreeMem(message);
+  bool built = SystemLogMessage(category, event_id, description, message);
+  try {
+    if (built) Emit(source, SystemLogPriority(type), message);
+  } catch (const std::bad_alloc &) {
+    built = false;
+  }
+  base::FreeMem(message);
   return built ? Status::kSuccess : Status::kError;
 }
 
@@ -119,7 +129,11 @@ Status ReportLibraryEvent(const char *description) {
 
 void SetSystemLogSocketForTesting(const char *socket_path) {
   pthread_mutex_lock(&g_target_lock);
-  g_test_socket = socket_path != nullptr ? socket_path : "";
+  const size_t length = socket_path != nullptr ? std::strlen(socket_path) : 0;
+  if (length < sizeof g_test_socket) {
+    std::memcpy(g_test_socket, socket_path != nullptr ? socket_path : "", length);
+    g_test_socket[length] = 0;
+  }
   pthread_mutex_unlock(&g_target_lock);
 }
 

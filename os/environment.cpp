@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 
 namespace kx::os {
 
@@ -14,7 +14,7 @@ char *EnvDup(const char *name, uint32_t *size) {
   if (value == nullptr || *value == '\0') return nullptr;
   const size_t needed = std::strlen(value) + 1;
   if (needed > UINT32_MAX) return nullptr;
-  auto *copy = static_cast<char *>(frame::AllocMem(static_cast<uint32_t>(needed)));
+  auto *copy = static_cast<char *>(base::AllocMem(static_cast<uint32_t>(needed)));
   if (copy == nullptr) return nullptr;
   std::memcpy(copy, value, needed);
   if (size != nullptr) *size = static_cast<uint32_t>(needed);

@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <memory>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 
 namespace kx::os {
 
@@ -48,7 +48,7 @@ class Descriptor {
 };
 
 struct FreeMemDeleter {
-  void operator()(void *block) const { frame::FreeMem(block); }
+  void operator()(void *block) const { base::FreeMem(block); }
 };
 
 // Reads up to size bytes, retrying an interrupted read. Bytes read, 0 at the
@@ -98,7 +98,7 @@ Status CopyOrAppend(const char *src, const char *dest, DestMode mode, bool copy_
   if (!out.valid()) return errno == ENOSPC ? Status::kWriteFailed : Status::kCreateFailed;
 
   std::unique_ptr<char, FreeMemDeleter> buffer(
-      static_cast<char *>(frame::AllocMem(kCopyBufferSize)));
+      static_cast<char *>(base::AllocMem(kCopyBufferSize)));
   if (buffer == nullptr) return Status::kNoMemory;
   for (;;) {
     const ssize_t got = ReadRetrying(in.get(), buffer.get(), kCopyBufferSize);

@@ -14,7 +14,7 @@
 #include <string>
 #include <string_view>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "os/mutex_hold.h"
 
 namespace kx::os {
@@ -82,14 +82,14 @@ LibraryHandle *LibLoad(const char *path) {
   if (path == nullptr) return nullptr;
   const size_t path_size = std::strlen(path) + 1;
   auto *library = static_cast<LibraryHandle *>(
-      frame::AllocMem(static_cast<uint32_t>(sizeof(LibraryHandle) + path_size)));
+      base::AllocMem(static_cast<uint32_t>(sizeof(LibraryHandle) + path_size)));
   if (library == nullptr) return nullptr;
   library->kind = kLibraryKind;
   library->path = reinterpret_cast<char *>(library + 1);
   std::memcpy(library->path, path, path_size);
   library->loader = dlopen(path, RTLD_NOW);
   if (library->loader == nullptr) {
-    frame::FreeMem(library);
+    base::FreeMem(library);
     return nullptr;
   }
   return library;
@@ -99,7 +99,7 @@ Status LibUnLoad(LibraryHandle *library) {
   if (library == nullptr) return Status::kInvalidParameter;
   if (!ValidLibrary(library)) return Status::kOsFailure;
   if (dlclose(library->loader) != 0) return Status::kError;
-  frame::FreeMem(library);
+  base::FreeMem(library);
   return Status::kSuccess;
 }
 

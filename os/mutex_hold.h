@@ -14,7 +14,7 @@ class MutexHold {
   }
   MutexHold(const MutexHold &) = delete;
   MutexHold &operator=(const MutexHold &) = delete;
-  ~MutexHold() { (void)MutexUnlock(mutex_); }
+  ~MutexHold() { (void)MutexUnLock(mutex_); }
 
  private:
   MutexHandle *mutex_;

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <memory>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 
 namespace kx::os {
 
@@ -35,7 +35,7 @@ char RecordType(std::string_view field) {
 }
 
 struct FreeMemDeleter {
-  void operator()(void *block) const { frame::FreeMem(block); }
+  void operator()(void *block) const { base::FreeMem(block); }
 };
 
 struct FileCloser {
@@ -154,7 +154,7 @@ Status ReadPCIDevFile(uint32_t vendor_id, uint32_t device_id, uint32_t subsystem
   *device_name_size = 0;
 
   std::unique_ptr<char, FreeMemDeleter> line(
-      static_cast<char *>(frame::AllocMem(kPciLineBufferSize)));
+      static_cast<char *>(base::AllocMem(kPciLineBufferSize)));
   if (line == nullptr) return Status::kNoMemory;
   std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path, "re"));
   if (file == nullptr) return Status::kNotFound;

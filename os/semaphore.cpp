@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "os/mutex.h"
 
 namespace kx::os {
@@ -41,7 +41,7 @@ timespec DeadlineAfter(uint32_t timeout_ms) {
 SemaphoreHandle *NewSemaphoreHandle(const char *name) {
   const size_t name_size = name != nullptr ? std::strlen(name) + 1 : 0;
   auto *semaphore = static_cast<SemaphoreHandle *>(
-      frame::AllocMem(static_cast<uint32_t>(sizeof(SemaphoreHandle) + name_size)));
+      base::AllocMem(static_cast<uint32_t>(sizeof(SemaphoreHandle) + name_size)));
   if (semaphore == nullptr) return nullptr;
   semaphore->kind = kIpcKindSemaphore;
   semaphore->name = nullptr;
@@ -56,7 +56,7 @@ SemaphoreHandle *NewSemaphoreHandle(const char *name) {
 }
 
 void FreeSemaphoreHandle(SemaphoreHandle *semaphore) {
-  frame::FreeMem(semaphore);
+  base::FreeMem(semaphore);
 }
 
 Status CheckSemaphoreHandle(const SemaphoreHandle *semaphore) {
@@ -69,9 +69,9 @@ SemaphoreHandle *SemaphoreCreate(const char *name, uint32_t initial_count) {
   if (initial_count >= kSemaphoreCountLimit || name != nullptr) return nullptr;
   SemaphoreHandle *semaphore = NewSemaphoreHandle(nullptr);
   if (semaphore == nullptr) return nullptr;
-  auto *local = static_cast<sem_t *>(frame::AllocMem(sizeof(sem_t)));
+  auto *local = static_cast<sem_t *>(base::AllocMem(sizeof(sem_t)));
   if (local == nullptr || sem_init(local, 0, initial_count) != 0) {
-    frame::FreeMem(local);
+    base::FreeMem(local);
     FreeSemaphoreHandle(semaphore);
     return nullptr;
   }
@@ -124,7 +124,7 @@ void SemaphoreDestroy(SemaphoreHandle *semaphore) {
   if (!Ok(CheckSemaphoreHandle(semaphore)) || semaphore->name != nullptr) return;
   if (semaphore->creator == 1) {
     sem_destroy(semaphore->object.local);
-    frame::FreeMem(semaphore->object.local);
+    base::FreeMem(semaphore->object.local);
   }
   FreeSemaphoreHandle(semaphore);
 }

@@ -6,7 +6,7 @@
 #include <signal.h>
 #include <sys/prctl.h>
 
-#include "frame/memory.h"
+#include "base/memory.h"
 
 namespace kx::os {
 
@@ -49,14 +49,14 @@ class ThreadAttributes {
 
 ThreadHandle *ThreadStart(ThreadFunction entry, void *argument) {
   if (entry == nullptr) return nullptr;
-  auto *handle = static_cast<ThreadHandle *>(frame::AllocMem(sizeof(ThreadHandle)));
+  auto *handle = static_cast<ThreadHandle *>(base::AllocMem(sizeof(ThreadHandle)));
   if (handle == nullptr) return nullptr;
   handle->entry = entry;
   handle->argument = argument;
   // Without attributes the thread still starts, on the default stack.
   const ThreadAttributes attributes(PTHREAD_CREATE_JOINABLE);
   if (pthread_create(&handle->thread, attributes.get(), &RunThread, handle) != 0) {
-    frame::FreeMem(handle);
+    base::FreeMem(handle);
     return nullptr;
   }
   return handle;
@@ -75,7 +75,7 @@ Status ThreadStartAndRelease(ThreadFunction entry, void *argument) {
 Status ThreadStop(ThreadHandle *handle) {
   if (handle == nullptr) return Status::kInvalidParameter;
   if (pthread_join(handle->thread, nullptr) != 0) return Status::kError;
-  frame::FreeMem(handle);
+  base::FreeMem(handle);
   return Status::kSuccess;
 }
 
@@ -83,7 +83,7 @@ Status ThreadKill(ThreadHandle *handle) {
   if (handle == nullptr) return Status::kInvalidParameter;
   // Signal 9 cannot be caught: the whole process ends.
   pthread_kill(handle->thread, SIGKILL);
-  frame::FreeMem(handle);
+  base::FreeMem(handle);
   return Status::kSuccess;
 }
 

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The project's test command: the whole CTest suite in a normal build and in an
-# AddressSanitizer + UndefinedBehaviorSanitizer build, the export-surface
-# check, the concurrency tests in a ThreadSanitizer build, and a short smoke
-# run of every fuzz target.
+# AddressSanitizer + UndefinedBehaviorSanitizer build, the export-surface and
+# layering checks, the concurrency tests in a ThreadSanitizer build, and a
+# short smoke run of every fuzz target.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
@@ -13,8 +13,9 @@ cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build build -j"$jobs"
 ctest --test-dir build --output-on-failure -j"$jobs" --no-tests=error
 
-echo "== export surface"
+echo "== export surface and layers"
 scripts/check-exports.sh build/libkxsupt.so.9
+scripts/check-layers.sh
 
 echo "== sanitizer build (address, undefined)"
 cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKXSUPT_SANITIZE=ON \

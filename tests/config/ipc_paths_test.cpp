@@ -10,7 +10,7 @@
 #include <string>
 
 #include "config/ipc_paths.h"
-#include "frame/memory.h"
+#include "base/memory.h"
 #include "sandbox.h"
 
 namespace {
@@ -108,12 +108,12 @@ TEST(IpcNames, handle_holds_its_operating_system_name) {
     EXPECT_EQ(handle->head.name, reinterpret_cast<const char *>(handle + 1));
     EXPECT_EQ(std::string(handle->head.name), prefix + OpenSslDigest("obj"));
     EXPECT_EQ(handle->payload[0] | handle->payload[1] | handle->payload[2], 0u);
-    kx::frame::FreeMem(handle);
+    kx::base::FreeMem(handle);
 
     auto *unnamed = static_cast<Fields *>(config::BuildIpcHandle(nullptr, sizeof(Fields), kind));
     ASSERT_NE(unnamed, nullptr);
     EXPECT_EQ(unnamed->head.name, nullptr);
-    kx::frame::FreeMem(unnamed);
+    kx::base::FreeMem(unnamed);
     EXPECT_EQ(config::BuildIpcHandle("", sizeof(Fields), kind), nullptr);
   }
   EXPECT_EQ(config::BuildIpcHandle("obj", sizeof(Fields), 7), nullptr);
@@ -131,11 +131,11 @@ TEST(IpcNames, lock_file_names_are_limited_to_256_bytes) {
     ASSERT_TRUE(sandbox.Reload());
     void *handle = config::BuildIpcHandle("n", sizeof(config::IpcHandleHead), config::kIpcFileLock);
     EXPECT_EQ(handle != nullptr, total == 255) << total;
-    kx::frame::FreeMem(handle);
+    kx::base::FreeMem(handle);
     // The other kinds do not depend on the directory.
     handle = config::BuildIpcHandle("n", sizeof(config::IpcHandleHead), config::kIpcEvent);
     EXPECT_NE(handle, nullptr);
-    kx::frame::FreeMem(handle);
+    kx::base::FreeMem(handle);
   }
 }
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -13,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "codec/format.h"
+#include "format/format.h"
 #include "kxsupt/format.h"
 
 namespace {
@@ -28,13 +29,22 @@ struct Case {
   std::function<int(char *, size_t)> theirs;
 };
 
+// The internal entry with its truncation flag, over variable arguments.
+int32_t FormatReportingTruncation(bool *truncated, char *dest, uint32_t size, const char *format,
+                                  ...) {
+  va_list args;
+  va_start(args, format);
+  const int32_t stored = kx::format::vsnprintf(dest, size, format, args, truncated);
+  va_end(args);
+  return stored;
+}
+
 template <typename... Args>
 Case MakeCase(const std::string &format, Args... args) {
   return {format,
           [format, args...](char *dest, uint32_t size, bool *truncated) {
             if (truncated == nullptr) return SMsnprintf(dest, size, format.c_str(), args...);
-            return kx::codec::FormatReportingTruncation(truncated, dest, size, format.c_str(),
-                                                        args...);
+            return FormatReportingTruncation(truncated, dest, size, format.c_str(), args...);
           },
           [format, args...](char *dest, size_t size) {
             return std::snprintf(dest, size, format.c_str(), args...);
@@ -203,7 +213,7 @@ using Maker = Case (Generator::*)();
 
 // Each family of conversions with a buffer large enough for everything; stops
 // a family after a handful of mismatches.
-TEST(FormatAgreesWithC, RandomConversionsOfEveryFamily) {
+TEST(FormatAgreesWithC, on_random_conversions_of_every_family) {
   const struct {
     Maker make;
     int count;
@@ -235,7 +245,7 @@ TEST(FormatAgreesWithC, RandomConversionsOfEveryFamily) {
 // prefix that fits, always terminated, the count is what was stored, nothing
 // is written past the buffer, and the truncation flag (set beforehand) says
 // whether bytes were dropped. A null destination counts the same.
-TEST(FormatTruncation, EverySizeStoresThePrefixThatFits) {
+TEST(FormatTruncation, every_size_stores_the_prefix_that_fits) {
   Generator generator(6);
   const Maker makers[] = {&Generator::IntegerCase, &Generator::StringCase, &Generator::FloatCase,
                           &Generator::CharacterCase};

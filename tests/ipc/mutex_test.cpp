@@ -17,7 +17,7 @@
 
 #include "ipc_sandbox.h"
 #include "kxsupt/ipc.h"
-#include "os/mutex.h"
+#include "ipc/mutex.h"
 
 namespace {
 
@@ -41,8 +41,8 @@ std::string Digest(const std::string &name) {
   return text;
 }
 
-const kx::os::MutexHandle *AsMutex(void *handle) {
-  return static_cast<const kx::os::MutexHandle *>(handle);
+const kx::ipc::NamedMutexHandle *AsMutex(void *handle) {
+  return static_cast<const kx::ipc::NamedMutexHandle *>(handle);
 }
 
 mode_t FileMode(const std::string &path) {
@@ -72,7 +72,7 @@ TEST(NamedMutex, lock_file_is_named_by_digest_and_keeps_its_permission) {
   void *mutex = SMMutexCreate("alpha");
   ASSERT_NE(mutex, nullptr);
   const std::string path = sandbox.IpcDir() + "/.kxsupmtx" + Digest("alpha");
-  EXPECT_STREQ(AsMutex(mutex)->name, path.c_str());
+  EXPECT_STREQ(AsMutex(mutex)->mutex.name, path.c_str());
   EXPECT_EQ(FileMode(path), 0664u);
   EXPECT_EQ(AsMutex(mutex)->writable, 1);
 
@@ -82,7 +82,7 @@ TEST(NamedMutex, lock_file_is_named_by_digest_and_keeps_its_permission) {
     const std::string name = "rights " + std::to_string(word);
     void *made = SMMutexCreate_s(name.c_str(), word);
     ASSERT_NE(made, nullptr) << word;
-    EXPECT_EQ(FileMode(AsMutex(made)->name), ModelPermission(word)) << std::hex << word;
+    EXPECT_EQ(FileMode(AsMutex(made)->mutex.name), ModelPermission(word)) << std::hex << word;
     SMMutexDestroy(made);
   }
   // An existing lock file keeps its permission.
@@ -106,7 +106,7 @@ TEST(NamedMutex, open_needs_an_existing_lock_file_and_names_must_not_be_empty) {
   ASSERT_NE(made, nullptr);
   void *opened = SMMutexOpen("beta");
   ASSERT_NE(opened, nullptr);
-  EXPECT_STREQ(AsMutex(opened)->name, AsMutex(made)->name);
+  EXPECT_STREQ(AsMutex(opened)->mutex.name, AsMutex(made)->mutex.name);
   SMMutexDestroy(opened);
   SMMutexDestroy(made);
 }
@@ -119,7 +119,7 @@ TEST(NamedMutex, lock_file_path_longer_than_256_bytes_is_refused) {
     IpcSandbox fits(IpcSandbox::kSeeded, std::string(256 - fixed, 'd'));
     void *mutex = SMMutexCreate("long");
     ASSERT_NE(mutex, nullptr);
-    EXPECT_EQ(std::string(AsMutex(mutex)->name).size() + 1, 256u);
+    EXPECT_EQ(std::string(AsMutex(mutex)->mutex.name).size() + 1, 256u);
     SMMutexDestroy(mutex);
   }
   IpcSandbox too_long(IpcSandbox::kSeeded, std::string(257 - fixed, 'd'));
@@ -257,7 +257,7 @@ TEST(NamedMutex, read_only_lock_file_gives_shared_locking) {
   auto reader = [&] {
     if (setgid(65534) != 0 || setuid(65534) != 0) return 1;
     void *mutex = SMMutexOpen("read only");
-    if (mutex == nullptr || static_cast<kx::os::MutexHandle *>(mutex)->writable != 0) return 2;
+    if (mutex == nullptr || static_cast<kx::ipc::NamedMutexHandle *>(mutex)->writable != 0) return 2;
     if (SMMutexLock(mutex, 0) != SM_STATUS_SUCCESS) return 3;
     locked.Send();
     release.Receive();
@@ -282,7 +282,7 @@ TEST(NamedMutex, bad_descriptor_is_reopened_and_still_excludes) {
   IpcSandbox sandbox;
   void *mutex = SMMutexCreate("reopened");
   ASSERT_NE(mutex, nullptr);
-  auto *handle = static_cast<kx::os::MutexHandle *>(mutex);
+  auto *handle = static_cast<kx::ipc::NamedMutexHandle *>(mutex);
   ASSERT_EQ(close(handle->lock_fd), 0);
   ASSERT_EQ(SMMutexLock(mutex, SM_WAIT_FOREVER), SM_STATUS_SUCCESS);
   const pid_t other = Spawn([] {
@@ -293,7 +293,7 @@ TEST(NamedMutex, bad_descriptor_is_reopened_and_still_excludes) {
   EXPECT_EQ(SMMutexUnLock(mutex), SM_STATUS_SUCCESS);
   // Once the file is gone as well, a bad descriptor cannot be replaced.
   ASSERT_EQ(close(handle->lock_fd), 0);
-  ASSERT_EQ(unlink(handle->name), 0);
+  ASSERT_EQ(unlink(handle->mutex.name), 0);
   EXPECT_EQ(SMMutexLock(mutex, 0), SM_STATUS_ERROR);
   SMMutexDestroy(mutex);
 }

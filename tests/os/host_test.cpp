@@ -9,7 +9,7 @@
 
 #include <string>
 
-#include "kxsupt/frame.h"
+#include "kxsupt/base.h"
 #include "kxsupt/os.h"
 #include "os/host.h"
 
