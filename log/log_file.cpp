@@ -11,6 +11,8 @@
 #include <atomic>
 #include <cstring>
 
+#include "os/files.h"
+
 namespace kx::log {
 
 namespace {
@@ -76,10 +78,10 @@ bool MakeLogDirectory(const char *path) {
   const size_t slash = text.find_last_of('/');
   if (slash == String::npos || slash == 0) return true;  // the current or root directory
   const String directory = text.substr(0, slash);
+  // Nearly always there already: one stat instead of a failing mkdir.
   struct stat facts {};
   if (stat(directory.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode)) return true;
-  if (mkdir(directory.c_str(), 0755) == 0) return true;
-  return stat(directory.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode);
+  return Ok(os::MkDir(directory.c_str()));
 }
 
 bool WriteWhole(int fd, const void *bytes, size_t count, off_t offset) {

@@ -2,7 +2,6 @@
 #include "log/rotated_log.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +12,7 @@
 
 #include "log/log_file.h"
 #include "log/log_strings.h"
+#include "os/thread.h"
 
 namespace kx::log {
 
@@ -77,10 +77,9 @@ String RotatedPrefix(uint32_t options) {
   String prefix;
   if ((options & kRotatedTime) != 0) prefix += TimePrefix();
   if ((options & kRotatedIds) != 0) {
-    // The thread identifier is the thread's pthread_t, as SMThreadGetID gives it.
     char ids[64];
     std::snprintf(ids, sizeof ids, "[%u:%llu] ", static_cast<unsigned>(getpid()),
-                  static_cast<unsigned long long>(static_cast<uint64_t>(pthread_self())));
+                  static_cast<unsigned long long>(os::ThreadGetID()));
     prefix += ids;
   }
   if (prefix.size() >= kPrefixRoom) prefix.resize(kPrefixRoom - 1);

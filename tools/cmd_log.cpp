@@ -130,10 +130,10 @@ class LogCommand : public Command {
     sub.require_subcommand(1);
 
     show_ = sub.add_subcommand("show", "decode the text or XML event log into records");
-    auto *format = show_->add_option_group("format");
-    format->add_flag("--text", text_, "the UTF-16 text log (the default without FILE)");
-    format->add_flag("--xml", xml_, "the XML log");
-    format->require_option(0, 1);
+    // Plain flags that exclude each other (an option group would count as a
+    // subcommand level of its own).
+    show_->add_flag("--text", text_, "the UTF-16 text log (the default without FILE)")
+        ->excludes(show_->add_flag("--xml", xml_, "the XML log"));
     show_->add_option("--tail", tail_, "only the last N records")->check(CLI::NonNegativeNumber);
     show_->add_flag("--json", json_, "write JSON");
     show_->add_option("file", file_,
@@ -165,10 +165,8 @@ class LogCommand : public Command {
     clear_->add_option("--user", user_, "user information (--file only)");
 
     path_ = sub.add_subcommand("path", "print the default log's path");
-    auto *which = path_->add_option_group("log");
-    which->add_flag("--text", text_, "the text log (the default)");
-    which->add_flag("--xml", xml_, "the XML log");
-    which->require_option(0, 1);
+    path_->add_flag("--text", text_, "the text log (the default)")
+        ->excludes(path_->add_flag("--xml", xml_, "the XML log"));
     path_->add_flag("--backup", backup_, "the backup's name instead");
   }
 
