@@ -12,7 +12,8 @@ cd "$(dirname "$0")/.."
 lib=${1:-build/libkxsupt.so.9}
 baseline=${2:-abi/libkxsupt.so.9.abi}
 
-if ! readelf -S "$lib" 2>/dev/null | grep -q '\.debug_info'; then
+sections=$(readelf -S "$lib" 2>/dev/null)
+if ! grep -q '\.debug_info' <<<"$sections"; then
   echo "abi: $lib has no debug information: check a RelWithDebInfo or Debug build" >&2
   exit 1
 fi

@@ -74,7 +74,8 @@ dpkg-deb -x "$(deb libkxsupt-dev)" "$control/dev"
 grep -qx 'prefix=/usr' "$control/dev/$libdir/pkgconfig/kxsupt.pc" ||
   fail "kxsupt.pc in libkxsupt-dev does not have the prefix /usr"
 dpkg-deb -x "$(deb kxsupt)" "$control/tool"
-if readelf -d "$control/tool/usr/bin/kxsupt" | grep -qE 'RPATH|RUNPATH'; then
+dynamic=$(readelf -d "$control/tool/usr/bin/kxsupt")
+if grep -qE 'RPATH|RUNPATH' <<<"$dynamic"; then
   fail "the packaged tool carries a run path"
 fi
 

@@ -11,7 +11,8 @@ cd "$(dirname "$0")/.."
 lib=${1:-build/libkxsupt.so.9}
 baseline=${2:-abi/libkxsupt.so.9.abi}
 
-if ! readelf -S "$lib" | grep -q '\.debug_info'; then
+sections=$(readelf -S "$lib")
+if ! grep -q '\.debug_info' <<<"$sections"; then
   echo "$lib has no debug information: build it as RelWithDebInfo or Debug" >&2
   exit 1
 fi
