@@ -1,16 +1,17 @@
 // Export context: callers on other platforms bracket work with a context; on
-// this one there is none, so entering and leaving are no-ops that stay safe
+// this one there is none, so setting and resetting are no-ops that stay safe
 // to call from anywhere (the formatter brackets every run with them).
 #pragma once
 
 #include <cstdint>
 
-namespace kx::frame {
+namespace kx::base {
 
-inline uint32_t CurrentExportContext() {
-  return 0;
+// Stores the current context, always 0 here; a null slot is ignored.
+inline void GetExportContext(uint32_t *context) {
+  if (context != nullptr) *context = 0;
 }
-inline void EnterExportContext(void *) {}
-inline void LeaveExportContext() {}
+inline void SetExportContext(void *) {}
+inline void ResetExportContext() {}
 
-}  // namespace kx::frame
+}  // namespace kx::base

@@ -1,6 +1,6 @@
-// Exported entry points of the library frame: versions, export context and
+// Exported entry points of the base family: versions, export context and
 // memory services.
-#include "kxsupt/frame.h"
+#include "kxsupt/base.h"
 
 #include "base/context.h"
 #include "base/memory.h"
@@ -9,36 +9,36 @@
 extern "C" {
 
 uint32_t SUPTGetMajorVersion(void) {
-  return kx::frame::kMajorVersion;
+  return kx::base::GetMajorVersion();
 }
 uint32_t SUPTGetMinorVersion(void) {
-  return kx::frame::kMinorVersion;
+  return kx::base::GetMinorVersion();
 }
 uint32_t SUPTGetRevision(void) {
-  return kx::frame::kRevision;
+  return kx::base::GetRevision();
 }
 
 void SMGetExportContext(uint32_t *pContext) {
-  if (pContext != nullptr) *pContext = kx::frame::CurrentExportContext();
+  kx::base::GetExportContext(pContext);
 }
 void SMSetExportContext(void *pContext) {
-  kx::frame::EnterExportContext(pContext);
+  kx::base::SetExportContext(pContext);
 }
 void SMResetExportContext(void) {
-  kx::frame::LeaveExportContext();
+  kx::base::ResetExportContext();
 }
 
 void *SMAllocMem(uint32_t size) {
-  return kx::frame::AllocMem(size);
+  return kx::base::AllocMem(size);
 }
 void *SMReAllocMem(void *pMem, uint32_t size) {
-  return kx::frame::ReAllocMem(pMem, size);
+  return kx::base::ReAllocMem(pMem, size);
 }
 void SMFreeMem(void *pMem) {
-  kx::frame::FreeMem(pMem);
+  kx::base::FreeMem(pMem);
 }
 void SMFreeGeneric(void *pMem) {
-  kx::frame::FreeMem(pMem);
+  kx::base::FreeGeneric(pMem);
 }
 
 }  // extern "C"

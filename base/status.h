@@ -10,6 +10,8 @@
 
 namespace kx {
 
+// clang-format misreads the attribute and would mangle the list.
+// clang-format off
 enum class [[nodiscard]] Status : uint32_t {
   kSuccess = SM_STATUS_SUCCESS,
   kFailed = SM_STATUS_FAILED,
@@ -37,6 +39,7 @@ enum class [[nodiscard]] Status : uint32_t {
   kUnderflow = SM_STATUS_UNDERFLOW,
   kError = SM_STATUS_ERROR,
 };
+// clang-format on
 
 // The status as the C interface returns it.
 constexpr SMStatus ToC(Status status) {

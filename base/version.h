@@ -3,10 +3,16 @@
 
 #include <cstdint>
 
-namespace kx::frame {
+namespace kx::base {
 
-inline constexpr uint32_t kMajorVersion = 1;
-inline constexpr uint32_t kMinorVersion = 1;
-inline constexpr uint32_t kRevision = 1;
+constexpr uint32_t GetMajorVersion() {
+  return 1;
+}
+constexpr uint32_t GetMinorVersion() {
+  return 1;
+}
+constexpr uint32_t GetRevision() {
+  return 1;
+}
 
-}  // namespace kx::frame
+}  // namespace kx::base

@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "kxsupt/frame.h"
+#include "kxsupt/base.h"
 
 namespace {
 

@@ -42,7 +42,7 @@ const char *const kWords[] = {"alpha", "", "a rather longer string of text", "x"
 // benchmark has no product registry, so the library itself did not attach).
 template <bool kOurs>
 void Prepare() {
-  if constexpr (kOurs) kx::codec::FormatAttach();
+  if constexpr (kOurs) kx::format::FormatAttach();
 }
 
 // One call to either engine; the format is a run-time value for both.

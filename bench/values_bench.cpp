@@ -46,8 +46,8 @@ void ParseInt32Ours(benchmark::State &state) {
   for (auto _ : state) {
     int32_t value;
     uint32_t size = sizeof value;
-    const uint32_t status =
-        kx::text::XltTextToValue(in.texts[i++ % kValues].c_str(), &value, &size, 3);
+    const kx::Status status =
+        kx::values::XLTUTF8ToTypeValue(in.texts[i++ % kValues].c_str(), &value, &size, 3);
     benchmark::DoNotOptimize(status);
     benchmark::DoNotOptimize(value);
   }
@@ -65,18 +65,19 @@ void ParseInt32Anchor(benchmark::State &state) {
     benchmark::DoNotOptimize(value);
   }
 }
-BENCHMARK(ParseInt32Ours)->Name("xlt parse int32/ours");
-BENCHMARK(ParseInt32Anchor)->Name("xlt parse int32/anchor");
+BENCHMARK(ParseInt32Ours)->Name("values parse int32/ours");
+BENCHMARK(ParseInt32Anchor)->Name("values parse int32/anchor");
 
 // Ours runs with the formatter's module up, as in an attached library.
 void WriteInt32Ours(benchmark::State &state) {
-  kx::codec::FormatAttach();
+  kx::format::FormatAttach();
   const Inputs &in = Values();
   char text[32];
   size_t i = 0;
   for (auto _ : state) {
     uint32_t size = sizeof text;
-    const uint32_t status = kx::text::XltValueToText(&in.numbers[i++ % kValues], 4, text, &size, 3);
+    const kx::Status status =
+        kx::values::XLTTypeValueToUTF8(&in.numbers[i++ % kValues], 4, text, &size, 3);
     benchmark::DoNotOptimize(status);
     benchmark::DoNotOptimize(text);
   }
@@ -91,16 +92,16 @@ void WriteInt32Anchor(benchmark::State &state) {
     benchmark::DoNotOptimize(text);
   }
 }
-BENCHMARK(WriteInt32Ours)->Name("xlt write int32/ours");
-BENCHMARK(WriteInt32Anchor)->Name("xlt write int32/anchor");
+BENCHMARK(WriteInt32Ours)->Name("values write int32/ours");
+BENCHMARK(WriteInt32Anchor)->Name("values write int32/anchor");
 
 void ListOurs(benchmark::State &state) {
   const std::string &list = Values().list;
   for (auto _ : state) {
     uint32_t count;
-    char *result = kx::text::ConvertSeparatedValues(list.c_str(), ',', ';', &count, nullptr);
+    char *result = kx::values::UTF8ConvertXSVToYSV(list.c_str(), ',', ';', &count, nullptr);
     benchmark::DoNotOptimize(result);
-    kx::frame::FreeMem(result);
+    kx::base::FreeMem(result);
   }
 }
 void ListAnchor(benchmark::State &state) {

@@ -7,8 +7,9 @@
 #include <atomic>
 #include <bit>
 #include <cctype>
-#include <cstdlib>
 #include <cstring>
+
+#include "base/memory.h"
 
 namespace kx::codec {
 
@@ -125,12 +126,16 @@ uint32_t Crc32(uint32_t previous, const void *data, size_t length) {
   return ~engine(~previous, static_cast<const uint8_t *>(data), length);
 }
 
-uint32_t Crc32String(const char *text) {
+uint32_t CRC32Compute_vn(const void *data, uint32_t length) {
+  return Crc32(0, data, length);
+}
+
+uint32_t CRC32Compute_str(const char *text) {
   if (text == nullptr) return 0;
   return Crc32(0, text, std::strlen(text));
 }
 
-uint32_t Crc32LowerString(const char *text) {
+uint32_t CRC32Compute_strncase(const char *text) {
   if (text == nullptr) return 0;
   // Lower-case through a small window so the string is read once and the
   // checksum still runs over long stretches.
@@ -220,7 +225,7 @@ uint32_t ShiftZeroBytes(uint32_t c, uint64_t zeros) {
 
 }  // namespace
 
-uint32_t GenerateCrc32(const uint8_t *data, uint32_t dataLength, uint32_t totalLength) {
+uint32_t GenerateCRC32(const uint8_t *data, uint32_t dataLength, uint32_t totalLength) {
   uint32_t c = 0xFFFFFFFFu;
   uint32_t take = data == nullptr ? 0 : (dataLength < totalLength ? dataLength : totalLength);
   for (uint32_t i = 0; i < take; ++i) c = GenerateByte(c, data[i]);
@@ -245,7 +250,7 @@ std::atomic<uint32_t *> g_table{nullptr};
 
 int Crc32TableAttach() {
   if (g_table.load(std::memory_order_acquire) != nullptr) return 1;
-  auto *table = static_cast<uint32_t *>(std::malloc(256 * sizeof(uint32_t)));
+  auto *table = static_cast<uint32_t *>(base::AllocMem(256 * sizeof(uint32_t)));
   if (table == nullptr) return 0;
   // Built by powers of two: entry p holds the register for the single bit p,
   // and every entry p + 2p*k is entry 2p*k with that bit added.
@@ -260,7 +265,7 @@ int Crc32TableAttach() {
 }
 
 void Crc32TableDetach() {
-  std::free(g_table.exchange(nullptr, std::memory_order_acq_rel));
+  base::FreeMem(g_table.exchange(nullptr, std::memory_order_acq_rel));
 }
 
 const uint32_t *Crc32AttachedTable() {

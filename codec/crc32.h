@@ -27,16 +27,18 @@ inline constexpr std::array<uint32_t, 256> kCrc32Table = [] {
 // Standard CRC-32 of data continuing from a previous CRC (0 to start):
 // Crc32(Crc32(0, a), b) == Crc32(0, a + b).
 uint32_t Crc32(uint32_t previous, const void *data, size_t length);
+// Standard CRC-32 of length bytes (Crc32 from 0).
+uint32_t CRC32Compute_vn(const void *data, uint32_t length);
 // Standard CRC-32 of a NUL-terminated string without its NUL; null counts as "".
-uint32_t Crc32String(const char *text);
+uint32_t CRC32Compute_str(const char *text);
 // Standard CRC-32 of a NUL-terminated string lower-cased byte by byte through
 // tolower() of the current C locale; null counts as "".
-uint32_t Crc32LowerString(const char *text);
+uint32_t CRC32Compute_strncase(const char *text);
 
 // The bit-serial checksum of SMGenerateCRC32: dataLength bytes of data padded
 // with zero bytes to totalLength (or cut to it), from 0xFFFFFFFF, no final
 // inversion. Null data counts as all zero bytes.
-uint32_t GenerateCrc32(const uint8_t *data, uint32_t dataLength, uint32_t totalLength);
+uint32_t GenerateCRC32(const uint8_t *data, uint32_t dataLength, uint32_t totalLength);
 
 // The engines behind Crc32, on the raw register (no inversions on entry or
 // exit). Each gives the same result; the accelerated ones may only be called

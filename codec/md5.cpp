@@ -159,7 +159,7 @@ void AddBits(SMRFC1321Context *context, size_t bytes) {
 
 }  // namespace
 
-void Md5Load(SMRFC1321Context *context) {
+void RFC1321Load(SMRFC1321Context *context) {
   if (context == nullptr) return;
   context->bitCountHigh = 0;
   context->bitCountLow = 0;
@@ -172,7 +172,7 @@ void Md5Load(SMRFC1321Context *context) {
 }
 
 template <Md5Order kOrder>
-void Md5Add(SMRFC1321Context *context, const uint8_t *data, size_t length) {
+void RFC1321AddMsg(SMRFC1321Context *context, const uint8_t *data, size_t length) {
   if (context == nullptr || data == nullptr || length == 0) return;
   AddBits(context, length);
   // A corrupt waiting count must not send the copy outside the block.
@@ -198,7 +198,7 @@ void Md5Add(SMRFC1321Context *context, const uint8_t *data, size_t length) {
 }
 
 template <Md5Order kOrder>
-void Md5Finish(SMRFC1321Context *context) {
+void RFC1321ComputeMsgDigest(SMRFC1321Context *context) {
   if (context == nullptr) return;
   size_t used = context->bufferedBytes & 63u;
   context->block[used++] = 0x80;
@@ -223,14 +223,14 @@ void Md5Finish(SMRFC1321Context *context) {
   for (int i = 0; i < 4; ++i) StoreWord<kOrder>(context->digest + 4 * i, context->state[i]);
 }
 
-void Md5Wipe(SMRFC1321Context *context) {
+void RFC1321UnLoad(SMRFC1321Context *context) {
   if (context == nullptr) return;
   std::memset(context, 0, sizeof *context);
 }
 
-template void Md5Add<Md5Order::kLittle>(SMRFC1321Context *, const uint8_t *, size_t);
-template void Md5Add<Md5Order::kBig>(SMRFC1321Context *, const uint8_t *, size_t);
-template void Md5Finish<Md5Order::kLittle>(SMRFC1321Context *);
-template void Md5Finish<Md5Order::kBig>(SMRFC1321Context *);
+template void RFC1321AddMsg<Md5Order::kLittle>(SMRFC1321Context *, const uint8_t *, size_t);
+template void RFC1321AddMsg<Md5Order::kBig>(SMRFC1321Context *, const uint8_t *, size_t);
+template void RFC1321ComputeMsgDigest<Md5Order::kLittle>(SMRFC1321Context *);
+template void RFC1321ComputeMsgDigest<Md5Order::kBig>(SMRFC1321Context *);
 
 }  // namespace kx::codec

@@ -18,21 +18,21 @@ inline constexpr Md5Order kMd5HostOrder =
 
 // Starts a message: zero bit count, initial chaining words, nothing buffered,
 // digest zeroed. The block buffer is left as it was.
-void Md5Load(SMRFC1321Context *context);
+void RFC1321Load(SMRFC1321Context *context);
 // Adds length bytes; every byte counts eight bits once however the message is
 // split.
 template <Md5Order kOrder>
-void Md5Add(SMRFC1321Context *context, const uint8_t *data, size_t length);
+void RFC1321AddMsg(SMRFC1321Context *context, const uint8_t *data, size_t length);
 // Pads with 0x80, zeros and the 64-bit bit count, and stores the chaining
 // words in context->digest. Does not re-initialise the context.
 template <Md5Order kOrder>
-void Md5Finish(SMRFC1321Context *context);
+void RFC1321ComputeMsgDigest(SMRFC1321Context *context);
 // Sets every byte of the context to zero.
-void Md5Wipe(SMRFC1321Context *context);
+void RFC1321UnLoad(SMRFC1321Context *context);
 
-extern template void Md5Add<Md5Order::kLittle>(SMRFC1321Context *, const uint8_t *, size_t);
-extern template void Md5Add<Md5Order::kBig>(SMRFC1321Context *, const uint8_t *, size_t);
-extern template void Md5Finish<Md5Order::kLittle>(SMRFC1321Context *);
-extern template void Md5Finish<Md5Order::kBig>(SMRFC1321Context *);
+extern template void RFC1321AddMsg<Md5Order::kLittle>(SMRFC1321Context *, const uint8_t *, size_t);
+extern template void RFC1321AddMsg<Md5Order::kBig>(SMRFC1321Context *, const uint8_t *, size_t);
+extern template void RFC1321ComputeMsgDigest<Md5Order::kLittle>(SMRFC1321Context *);
+extern template void RFC1321ComputeMsgDigest<Md5Order::kBig>(SMRFC1321Context *);
 
 }  // namespace kx::codec

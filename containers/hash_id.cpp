@@ -14,7 +14,7 @@ constexpr uint32_t kFull = ~0u;
 // Bit 0 of word 0 is ID 0, which scans and searches never consider.
 constexpr uint32_t kReservedBit = 1u;
 // An ID beyond the table reports the library's status 257.
-constexpr SMStatus kOutOfRange = SM_STATUS_OS_FAILURE;
+constexpr Status kOutOfRange = Status::kOsFailure;
 
 // The caller's table as native 32-bit words, read and written through memcpy
 // so that any byte buffer (aligned or not) can serve.
@@ -134,18 +134,18 @@ uint32_t AcquireContinuing(Bitmap &map) {
 
 }  // namespace
 
-uint32_t HashIdBytesNeeded(uint32_t max_id) {
+uint32_t HashTableBytesNeeded(uint32_t max_id) {
   if (max_id < 1 || max_id > 0x3FFFFFFEu) return 0;
   return ((max_id & ~31u) + 32) / 8;
 }
 
-SMStatus HashIdClear(void *table, uint32_t size) {
-  if (table == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status ClearHashTable(void *table, uint32_t size) {
+  if (table == nullptr) return Status::kInvalidParameter;
   std::memset(table, 0, size);
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-uint32_t HashIdAcquire(void *table, uint32_t size, uint32_t mode) {
+uint32_t AcquireHashID(void *table, uint32_t size, uint32_t mode) {
   if (table == nullptr || size < 4) return 0;
   Bitmap map(table, size);
   switch (mode) {
@@ -158,37 +158,37 @@ uint32_t HashIdAcquire(void *table, uint32_t size, uint32_t mode) {
   }
 }
 
-SMStatus HashIdAcquireById(void *table, uint32_t size, uint32_t id) {
-  if (table == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status AcquireHashIDByID(void *table, uint32_t size, uint32_t id) {
+  if (table == nullptr) return Status::kInvalidParameter;
   unsigned char *byte;
   unsigned char mask;
   if (!Bitmap(table, size).Locate(id, &byte, &mask)) return kOutOfRange;
-  if ((*byte & mask) != 0) return SM_STATUS_IN_USE;
+  if ((*byte & mask) != 0) return Status::kInUse;
   *byte = static_cast<unsigned char>(*byte | mask);
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-SMStatus HashIdVerify(const void *table, uint32_t size, uint32_t id) {
-  if (table == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status VerifyHashID(const void *table, uint32_t size, uint32_t id) {
+  if (table == nullptr) return Status::kInvalidParameter;
   unsigned char *byte;
   unsigned char mask;
   if (!Bitmap(table, size).Locate(id, &byte, &mask)) return kOutOfRange;
-  return (*byte & mask) != 0 ? SM_STATUS_SUCCESS : SM_STATUS_NOT_IN_USE;
+  return (*byte & mask) != 0 ? Status::kSuccess : Status::kNotInUse;
 }
 
-SMStatus HashIdRelease(void *table, uint32_t size, uint32_t id) {
-  if (table == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status ReleaseHashID(void *table, uint32_t size, uint32_t id) {
+  if (table == nullptr) return Status::kInvalidParameter;
   unsigned char *byte;
   unsigned char mask;
   if (!Bitmap(table, size).Locate(id, &byte, &mask)) return kOutOfRange;
-  if ((*byte & mask) == 0) return SM_STATUS_NOT_IN_USE;
+  if ((*byte & mask) == 0) return Status::kNotInUse;
   *byte = static_cast<unsigned char>(*byte & ~mask);
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
 // The first non-zero word decides, even when its only set bit is ID 0 and
 // later words hold IDs: the minimum is then 0.
-uint32_t HashIdMinInUse(const void *table, uint32_t size) {
+uint32_t GetMinInUseID(const void *table, uint32_t size) {
   if (table == nullptr || size < 4) return 0;
   const Bitmap map(table, size);
   uint32_t i = 0;
@@ -198,7 +198,7 @@ uint32_t HashIdMinInUse(const void *table, uint32_t size) {
   return used != 0 ? IdOf(i, static_cast<uint32_t>(std::countr_zero(used))) : 0;
 }
 
-uint32_t HashIdMaxInUse(const void *table, uint32_t size) {
+uint32_t GetMaxInUseID(const void *table, uint32_t size) {
   if (table == nullptr || size < 4) return 0;
   const Bitmap map(table, size);
   uint32_t i = map.words();
@@ -208,16 +208,16 @@ uint32_t HashIdMaxInUse(const void *table, uint32_t size) {
   return used != 0 ? IdOf(i - 1, 31 - static_cast<uint32_t>(std::countl_zero(used))) : 0;
 }
 
-uint32_t HashIdFindFirst(const void *table, uint32_t size, uint32_t *word, uint32_t *bit) {
+uint32_t FindFirstHashID(const void *table, uint32_t size, uint32_t *word, uint32_t *bit) {
   if (word == nullptr || bit == nullptr) return 0;
   *word = 0;
   *bit = 0;
-  return HashIdFindNext(table, size, word, bit);
+  return FindNextHashID(table, size, word, bit);
 }
 
 // The position passed in is the ID already reported, so the search starts
 // just after it; a bit position above 31 leaves nothing more in that word.
-uint32_t HashIdFindNext(const void *table, uint32_t size, uint32_t *word, uint32_t *bit) {
+uint32_t FindNextHashID(const void *table, uint32_t size, uint32_t *word, uint32_t *bit) {
   if (table == nullptr || word == nullptr || bit == nullptr || size < 4) return 0;
   const Bitmap map(table, size);
   uint32_t i = *word;

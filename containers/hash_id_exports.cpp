@@ -9,34 +9,34 @@ namespace c = kx::containers;
 extern "C" {
 
 uint32_t SMHashTableBytesNeeded(uint32_t maxID) {
-  return c::HashIdBytesNeeded(maxID);
+  return c::HashTableBytesNeeded(maxID);
 }
 SMStatus SMClearHashTable(void *pTable, uint32_t size) {
-  return c::HashIdClear(pTable, size);
+  return kx::ToC(c::ClearHashTable(pTable, size));
 }
 uint32_t SMAcquireHashID(void *pTable, uint32_t size, uint32_t mode) {
-  return c::HashIdAcquire(pTable, size, mode);
+  return c::AcquireHashID(pTable, size, mode);
 }
 SMStatus SMAcquireHashIDByID(void *pTable, uint32_t size, uint32_t id) {
-  return c::HashIdAcquireById(pTable, size, id);
+  return kx::ToC(c::AcquireHashIDByID(pTable, size, id));
 }
 SMStatus SMVerifyHashID(void *pTable, uint32_t size, uint32_t id) {
-  return c::HashIdVerify(pTable, size, id);
+  return kx::ToC(c::VerifyHashID(pTable, size, id));
 }
 SMStatus SMReleaseHashID(void *pTable, uint32_t size, uint32_t id) {
-  return c::HashIdRelease(pTable, size, id);
+  return kx::ToC(c::ReleaseHashID(pTable, size, id));
 }
 uint32_t SMGetMinInUseID(void *pTable, uint32_t size) {
-  return c::HashIdMinInUse(pTable, size);
+  return c::GetMinInUseID(pTable, size);
 }
 uint32_t SMGetMaxInUseID(void *pTable, uint32_t size) {
-  return c::HashIdMaxInUse(pTable, size);
+  return c::GetMaxInUseID(pTable, size);
 }
 uint32_t SMFindFirstHashID(void *pTable, uint32_t size, uint32_t *pWord, uint32_t *pBit) {
-  return c::HashIdFindFirst(pTable, size, pWord, pBit);
+  return c::FindFirstHashID(pTable, size, pWord, pBit);
 }
 uint32_t SMFindNextHashID(void *pTable, uint32_t size, uint32_t *pWord, uint32_t *pBit) {
-  return c::HashIdFindNext(pTable, size, pWord, pBit);
+  return c::FindNextHashID(pTable, size, pWord, pBit);
 }
 
 }  // extern "C"

@@ -4,7 +4,7 @@
 // callback returns, so callbacks may look at but not unlink the entry.
 #include "containers/list.h"
 
-#include <cstdlib>
+#include "base/memory.h"
 
 namespace kx::containers {
 namespace {
@@ -13,7 +13,7 @@ namespace {
 // payload right behind it; links null, payload bytes left as malloc gives them.
 template <typename Entry>
 Entry *AllocEntryWithPayload(uint32_t payload_size) {
-  auto *entry = static_cast<Entry *>(std::malloc(sizeof(Entry) + payload_size));
+  auto *entry = static_cast<Entry *>(base::AllocMem(sizeof(Entry) + payload_size));
   if (entry == nullptr) return nullptr;
   entry->pNext = nullptr;
   if constexpr (requires { entry->pPrev; }) entry->pPrev = nullptr;
@@ -31,7 +31,7 @@ void InitList(List *list) {
 
 template <typename List>
 List *AllocList() {
-  auto *list = static_cast<List *>(std::malloc(sizeof(List)));
+  auto *list = static_cast<List *>(base::AllocMem(sizeof(List)));
   InitList(list);
   return list;
 }
@@ -40,7 +40,7 @@ template <typename Entry>
 void FreeEntry(Entry *entry) {
   if (entry == nullptr) return;
   entry->pData = nullptr;
-  std::free(entry);
+  base::FreeMem(entry);
 }
 
 // The first entry from `first` along `step` for which match(key, entry) is 0.
@@ -57,39 +57,39 @@ Entry *FirstMatch(Entry *first, void *key, Callback match, Step step) {
 
 // ---- singly linked -------------------------------------------------------
 
-SMSLList *SLAlloc() {
+SMSLList *SLListAlloc() {
   return AllocList<SMSLList>();
 }
 
-void SLFree(SMSLList *list) {
-  std::free(list);
+void SLListFree(SMSLList *list) {
+  base::FreeMem(list);
 }
 
-void SLInit(SMSLList *list) {
+void SLListInitNoAlloc(SMSLList *list) {
   InitList(list);
 }
 
-SMSLListEntry *SLEntryAlloc(uint32_t payload_size) {
+SMSLListEntry *SLListEntryAlloc(uint32_t payload_size) {
   return AllocEntryWithPayload<SMSLListEntry>(payload_size);
 }
 
-void SLEntryFree(SMSLListEntry *entry) {
+void SLListEntryFree(SMSLListEntry *entry) {
   FreeEntry(entry);
 }
 
 // Only the link is reset: pData may already point at the caller's payload.
-void SLEntryInit(SMSLListEntry *entry) {
+void SLListEntryInitNoAlloc(SMSLListEntry *entry) {
   if (entry != nullptr) entry->pNext = nullptr;
 }
 
-void SLInsertAtHead(SMSLList *list, SMSLListEntry *entry) {
+void SLListInsertEntryAtHead(SMSLList *list, SMSLListEntry *entry) {
   if (list == nullptr || entry == nullptr) return;
   entry->pNext = list->pHead;
   if (list->pTail == nullptr) list->pTail = entry;
   list->pHead = entry;
 }
 
-void SLInsertAtTail(SMSLList *list, SMSLListEntry *entry) {
+void SLListInsertEntryAtTail(SMSLList *list, SMSLListEntry *entry) {
   if (list == nullptr || entry == nullptr) return;
   if (list->pTail != nullptr) {
     list->pTail->pNext = entry;
@@ -102,14 +102,14 @@ void SLInsertAtTail(SMSLList *list, SMSLListEntry *entry) {
 
 // The first equal entry met refuses the insert, even if the list is not kept
 // in the callback's order and a later entry would place the new one.
-SMStatus SLInsertOrdered(SMSLList *list, SMSLListEntry *entry, void *key, Callback compare) {
+Status SLListInsertEntry(SMSLList *list, SMSLListEntry *entry, void *key, Callback compare) {
   if (list == nullptr || entry == nullptr || key == nullptr || compare == nullptr) {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
   SMSLListEntry *prev = nullptr;
   for (SMSLListEntry *at = list->pHead; at != nullptr; at = at->pNext) {
     const int32_t order = compare(key, at);
-    if (order == 0) return SM_STATUS_IN_USE;
+    if (order == 0) return Status::kInUse;
     if (order < 0) break;
     prev = at;
   }
@@ -125,16 +125,17 @@ SMStatus SLInsertOrdered(SMSLList *list, SMSLListEntry *entry, void *key, Callba
     prev->pNext = entry;
     if (entry->pNext == nullptr) list->pTail = entry;
   }
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-SMSLListEntry *SLWalkAtHead(SMSLList *list, void *key, Callback match) {
+SMSLListEntry *SLListWalkAtHead(SMSLList *list, void *key, Callback match) {
   if (list == nullptr || key == nullptr || match == nullptr) return nullptr;
   return FirstMatch(list->pHead, key, match, [](SMSLListEntry *e) { return e->pNext; });
 }
 
 // The replaced entry keeps its old pNext; the caller decides its fate.
-SMSLListEntry *SLReplace(SMSLList *list, SMSLListEntry *replacement, void *key, Callback match) {
+SMSLListEntry *SLListReplaceEntry(SMSLList *list, SMSLListEntry *replacement, void *key,
+                                  Callback match) {
   if (list == nullptr || replacement == nullptr || key == nullptr || match == nullptr) {
     return nullptr;
   }
@@ -158,7 +159,7 @@ SMSLListEntry *SLReplace(SMSLList *list, SMSLListEntry *replacement, void *key, 
 
 // `prev` must be the entry's true predecessor (null for the head): a singly
 // linked entry cannot find it itself. The entry's own pNext is left as it is.
-void SLDelete(SMSLList *list, SMSLListEntry *prev, SMSLListEntry *entry) {
+void SLListDeleteEntry(SMSLList *list, SMSLListEntry *prev, SMSLListEntry *entry) {
   if (list == nullptr || entry == nullptr) return;
   if (prev != nullptr) {
     prev->pNext = entry->pNext;
@@ -168,7 +169,7 @@ void SLDelete(SMSLList *list, SMSLListEntry *prev, SMSLListEntry *entry) {
   if (list->pTail == entry) list->pTail = prev;
 }
 
-SMSLListEntry *SLRemoveAtHead(SMSLList *list) {
+SMSLListEntry *SLListRemoveEntryAtHead(SMSLList *list) {
   if (list == nullptr) return nullptr;
   SMSLListEntry *head = list->pHead;
   if (head == nullptr) return nullptr;
@@ -179,7 +180,7 @@ SMSLListEntry *SLRemoveAtHead(SMSLList *list) {
 
 // Linear: without back links the tail's predecessor is found from the head.
 // A tail that cannot be reached from the head (a broken list) is left alone.
-SMSLListEntry *SLRemoveAtTail(SMSLList *list) {
+SMSLListEntry *SLListRemoveEntryAtTail(SMSLList *list) {
   if (list == nullptr || list->pTail == nullptr) return nullptr;
   SMSLListEntry *tail = list->pTail;
   SMSLListEntry *prev = nullptr;
@@ -189,45 +190,45 @@ SMSLListEntry *SLRemoveAtTail(SMSLList *list) {
     at = at->pNext;
   }
   if (at == nullptr) return nullptr;
-  SLDelete(list, prev, tail);
+  SLListDeleteEntry(list, prev, tail);
   return tail;
 }
 
-int32_t SLIsEmpty(const SMSLList *list) {
+int32_t SLListIsEmpty(const SMSLList *list) {
   return list == nullptr || list->pHead == nullptr ? 1 : 0;
 }
 
 // ---- doubly linked -------------------------------------------------------
 
-SMDLList *DLAlloc() {
+SMDLList *DLListAlloc() {
   return AllocList<SMDLList>();
 }
 
-void DLFree(SMDLList *list) {
-  std::free(list);
+void DLListFree(SMDLList *list) {
+  base::FreeMem(list);
 }
 
-void DLInit(SMDLList *list) {
+void DLListInitNoAlloc(SMDLList *list) {
   InitList(list);
 }
 
-SMDLListEntry *DLEntryAlloc(uint32_t payload_size) {
+SMDLListEntry *DLListEntryAlloc(uint32_t payload_size) {
   return AllocEntryWithPayload<SMDLListEntry>(payload_size);
 }
 
-void DLEntryFree(SMDLListEntry *entry) {
+void DLListEntryFree(SMDLListEntry *entry) {
   FreeEntry(entry);
 }
 
-void DLEntryInit(SMDLListEntry *entry) {
+void DLListEntryInitNoAlloc(SMDLListEntry *entry) {
   if (entry == nullptr) return;
   entry->pNext = nullptr;
   entry->pPrev = nullptr;
 }
 
-// Emptiness is judged by the tail here and by the head in DLInsertAtTail:
+// Emptiness is judged by the tail here and by the head in DLListInsertEntryAtTail:
 // the two agree on every list that keeps the invariants.
-void DLInsertAtHead(SMDLList *list, SMDLListEntry *entry) {
+void DLListInsertEntryAtHead(SMDLList *list, SMDLListEntry *entry) {
   if (list == nullptr || entry == nullptr) return;
   if (list->pTail != nullptr) {
     list->pHead->pPrev = entry;
@@ -240,7 +241,7 @@ void DLInsertAtHead(SMDLList *list, SMDLListEntry *entry) {
   entry->pPrev = nullptr;
 }
 
-void DLInsertAtTail(SMDLList *list, SMDLListEntry *entry) {
+void DLListInsertEntryAtTail(SMDLList *list, SMDLListEntry *entry) {
   if (list == nullptr || entry == nullptr) return;
   if (list->pHead != nullptr) {
     list->pTail->pNext = entry;
@@ -253,14 +254,14 @@ void DLInsertAtTail(SMDLList *list, SMDLListEntry *entry) {
   entry->pNext = nullptr;
 }
 
-SMStatus DLInsertOrdered(SMDLList *list, SMDLListEntry *entry, void *key, Callback compare) {
+Status DLListInsertEntry(SMDLList *list, SMDLListEntry *entry, void *key, Callback compare) {
   if (list == nullptr || entry == nullptr || key == nullptr || compare == nullptr) {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
   SMDLListEntry *prev = nullptr;
   for (SMDLListEntry *at = list->pHead; at != nullptr; at = at->pNext) {
     const int32_t order = compare(key, at);
-    if (order == 0) return SM_STATUS_IN_USE;
+    if (order == 0) return Status::kInUse;
     if (order < 0) break;
     prev = at;
   }
@@ -283,23 +284,24 @@ SMStatus DLInsertOrdered(SMDLList *list, SMDLListEntry *entry, void *key, Callba
       entry->pNext->pPrev = entry;
     }
   }
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-SMDLListEntry *DLWalkAtHead(SMDLList *list, void *key, Callback match) {
+SMDLListEntry *DLListWalkAtHead(SMDLList *list, void *key, Callback match) {
   if (list == nullptr || key == nullptr || match == nullptr) return nullptr;
   return FirstMatch(list->pHead, key, match, [](SMDLListEntry *e) { return e->pNext; });
 }
 
-SMDLListEntry *DLWalkAtTail(SMDLList *list, void *key, Callback match) {
+SMDLListEntry *DLListWalkAtTail(SMDLList *list, void *key, Callback match) {
   if (list == nullptr || key == nullptr || match == nullptr) return nullptr;
   return FirstMatch(list->pTail, key, match, [](SMDLListEntry *e) { return e->pPrev; });
 }
 
 // The replaced entry keeps its links; the new one takes them over.
-SMDLListEntry *DLReplace(SMDLList *list, SMDLListEntry *replacement, void *key, Callback match) {
+SMDLListEntry *DLListReplaceEntry(SMDLList *list, SMDLListEntry *replacement, void *key,
+                                  Callback match) {
   if (replacement == nullptr) return nullptr;
-  SMDLListEntry *old = DLWalkAtHead(list, key, match);
+  SMDLListEntry *old = DLListWalkAtHead(list, key, match);
   if (old == nullptr) return nullptr;
   replacement->pPrev = old->pPrev;
   replacement->pNext = old->pNext;
@@ -311,7 +313,7 @@ SMDLListEntry *DLReplace(SMDLList *list, SMDLListEntry *replacement, void *key, 
 }
 
 // The entry's own links are left as they are.
-void DLDelete(SMDLList *list, SMDLListEntry *entry) {
+void DLListDeleteEntry(SMDLList *list, SMDLListEntry *entry) {
   if (list == nullptr || entry == nullptr) return;
   if (list->pHead == entry) list->pHead = entry->pNext;
   if (list->pTail == entry) list->pTail = entry->pPrev;
@@ -319,7 +321,7 @@ void DLDelete(SMDLList *list, SMDLListEntry *entry) {
   if (entry->pNext != nullptr) entry->pNext->pPrev = entry->pPrev;
 }
 
-SMDLListEntry *DLRemoveAtHead(SMDLList *list) {
+SMDLListEntry *DLListRemoveEntryAtHead(SMDLList *list) {
   if (list == nullptr) return nullptr;
   SMDLListEntry *head = list->pHead;
   if (head != nullptr) list->pHead = head->pNext;
@@ -331,7 +333,7 @@ SMDLListEntry *DLRemoveAtHead(SMDLList *list) {
   return head;
 }
 
-SMDLListEntry *DLRemoveAtTail(SMDLList *list) {
+SMDLListEntry *DLListRemoveEntryAtTail(SMDLList *list) {
   if (list == nullptr) return nullptr;
   SMDLListEntry *tail = list->pTail;
   if (tail == nullptr) {
@@ -348,7 +350,7 @@ SMDLListEntry *DLRemoveAtTail(SMDLList *list) {
   return tail;
 }
 
-int32_t DLIsEmpty(const SMDLList *list) {
+int32_t DLListIsEmpty(const SMDLList *list) {
   return list == nullptr || list->pHead == nullptr ? 1 : 0;
 }
 

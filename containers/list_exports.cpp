@@ -7,102 +7,102 @@ namespace c = kx::containers;
 extern "C" {
 
 SMSLList *SMSLListAlloc(void) {
-  return c::SLAlloc();
+  return c::SLListAlloc();
 }
 void SMSLListFree(SMSLList *pList) {
-  c::SLFree(pList);
+  c::SLListFree(pList);
 }
 void SMSLListInitNoAlloc(SMSLList *pList) {
-  c::SLInit(pList);
+  c::SLListInitNoAlloc(pList);
 }
 SMSLListEntry *SMSLListEntryAlloc(uint32_t size) {
-  return c::SLEntryAlloc(size);
+  return c::SLListEntryAlloc(size);
 }
 void SMSLListEntryFree(SMSLListEntry *pEntry) {
-  c::SLEntryFree(pEntry);
+  c::SLListEntryFree(pEntry);
 }
 void SMSLListEntryInitNoAlloc(SMSLListEntry *pEntry) {
-  c::SLEntryInit(pEntry);
+  c::SLListEntryInitNoAlloc(pEntry);
 }
 void SMSLListInsertEntryAtHead(SMSLList *pList, SMSLListEntry *pEntry) {
-  c::SLInsertAtHead(pList, pEntry);
+  c::SLListInsertEntryAtHead(pList, pEntry);
 }
 void SMSLListInsertEntryAtTail(SMSLList *pList, SMSLListEntry *pEntry) {
-  c::SLInsertAtTail(pList, pEntry);
+  c::SLListInsertEntryAtTail(pList, pEntry);
 }
 SMStatus SMSLListInsertEntry(SMSLList *pList, SMSLListEntry *pEntry, void *pKey,
                              SMContainerCallback pfnCompare) {
-  return c::SLInsertOrdered(pList, pEntry, pKey, pfnCompare);
+  return kx::ToC(c::SLListInsertEntry(pList, pEntry, pKey, pfnCompare));
 }
 SMSLListEntry *SMSLListWalkAtHead(SMSLList *pList, void *pKey, SMContainerCallback pfnMatch) {
-  return c::SLWalkAtHead(pList, pKey, pfnMatch);
+  return c::SLListWalkAtHead(pList, pKey, pfnMatch);
 }
 SMSLListEntry *SMSLListReplaceEntry(SMSLList *pList, SMSLListEntry *pNewEntry, void *pKey,
                                     SMContainerCallback pfnMatch) {
-  return c::SLReplace(pList, pNewEntry, pKey, pfnMatch);
+  return c::SLListReplaceEntry(pList, pNewEntry, pKey, pfnMatch);
 }
 void SMSLListDeleteEntry(SMSLList *pList, SMSLListEntry *pPrevEntry, SMSLListEntry *pEntry) {
-  c::SLDelete(pList, pPrevEntry, pEntry);
+  c::SLListDeleteEntry(pList, pPrevEntry, pEntry);
 }
 SMSLListEntry *SMSLListRemoveEntryAtHead(SMSLList *pList) {
-  return c::SLRemoveAtHead(pList);
+  return c::SLListRemoveEntryAtHead(pList);
 }
 SMSLListEntry *SMSLListRemoveEntryAtTail(SMSLList *pList) {
-  return c::SLRemoveAtTail(pList);
+  return c::SLListRemoveEntryAtTail(pList);
 }
 int32_t SMSLListIsEmpty(SMSLList *pList) {
-  return c::SLIsEmpty(pList);
+  return c::SLListIsEmpty(pList);
 }
 
 SMDLList *SMDLListAlloc(void) {
-  return c::DLAlloc();
+  return c::DLListAlloc();
 }
 void SMDLListFree(SMDLList *pList) {
-  c::DLFree(pList);
+  c::DLListFree(pList);
 }
 void SMDLListInitNoAlloc(SMDLList *pList) {
-  c::DLInit(pList);
+  c::DLListInitNoAlloc(pList);
 }
 SMDLListEntry *SMDLListEntryAlloc(uint32_t size) {
-  return c::DLEntryAlloc(size);
+  return c::DLListEntryAlloc(size);
 }
 void SMDLListEntryFree(SMDLListEntry *pEntry) {
-  c::DLEntryFree(pEntry);
+  c::DLListEntryFree(pEntry);
 }
 void SMDLListEntryInitNoAlloc(SMDLListEntry *pEntry) {
-  c::DLEntryInit(pEntry);
+  c::DLListEntryInitNoAlloc(pEntry);
 }
 void SMDLListInsertEntryAtHead(SMDLList *pList, SMDLListEntry *pEntry) {
-  c::DLInsertAtHead(pList, pEntry);
+  c::DLListInsertEntryAtHead(pList, pEntry);
 }
 void SMDLListInsertEntryAtTail(SMDLList *pList, SMDLListEntry *pEntry) {
-  c::DLInsertAtTail(pList, pEntry);
+  c::DLListInsertEntryAtTail(pList, pEntry);
 }
 SMStatus SMDLListInsertEntry(SMDLList *pList, SMDLListEntry *pEntry, void *pKey,
                              SMContainerCallback pfnCompare) {
-  return c::DLInsertOrdered(pList, pEntry, pKey, pfnCompare);
+  return kx::ToC(c::DLListInsertEntry(pList, pEntry, pKey, pfnCompare));
 }
 SMDLListEntry *SMDLListWalkAtHead(SMDLList *pList, void *pKey, SMContainerCallback pfnMatch) {
-  return c::DLWalkAtHead(pList, pKey, pfnMatch);
+  return c::DLListWalkAtHead(pList, pKey, pfnMatch);
 }
 SMDLListEntry *SMDLListWalkAtTail(SMDLList *pList, void *pKey, SMContainerCallback pfnMatch) {
-  return c::DLWalkAtTail(pList, pKey, pfnMatch);
+  return c::DLListWalkAtTail(pList, pKey, pfnMatch);
 }
 SMDLListEntry *SMDLListReplaceEntry(SMDLList *pList, SMDLListEntry *pNewEntry, void *pKey,
                                     SMContainerCallback pfnMatch) {
-  return c::DLReplace(pList, pNewEntry, pKey, pfnMatch);
+  return c::DLListReplaceEntry(pList, pNewEntry, pKey, pfnMatch);
 }
 void SMDLListDeleteEntry(SMDLList *pList, SMDLListEntry *pEntry) {
-  c::DLDelete(pList, pEntry);
+  c::DLListDeleteEntry(pList, pEntry);
 }
 SMDLListEntry *SMDLListRemoveEntryAtHead(SMDLList *pList) {
-  return c::DLRemoveAtHead(pList);
+  return c::DLListRemoveEntryAtHead(pList);
 }
 SMDLListEntry *SMDLListRemoveEntryAtTail(SMDLList *pList) {
-  return c::DLRemoveAtTail(pList);
+  return c::DLListRemoveEntryAtTail(pList);
 }
 int32_t SMDLListIsEmpty(SMDLList *pList) {
-  return c::DLIsEmpty(pList);
+  return c::DLListIsEmpty(pList);
 }
 
 }  // extern "C"

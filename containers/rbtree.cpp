@@ -5,7 +5,7 @@
 // nodes (a node drawn in brackets may be either).
 #include "containers/rbtree.h"
 
-#include <cstdlib>
+#include "base/memory.h"
 
 namespace kx::containers {
 namespace {
@@ -245,7 +245,25 @@ void RepairAfterRemoval(TreeNode **tree, TreeNode *x, TreeNode *parent) {
   if (x != nullptr) x->color = kBlack;
 }
 
-// ---- walks -----------------------------------------------------------------
+// ---- search and walks ------------------------------------------------------
+
+// The node whose data compares equal to key, or null (also for a null compare).
+TreeNode *FindNode(TreeNode *root, void *key, Callback compare) {
+  if (compare == nullptr) return nullptr;
+  TreeNode *node = root;
+  while (node != nullptr) {
+    PrefetchChildren(node);
+    const int32_t order = compare(key, node->pData);
+    if (order < 0) {
+      node = node->pLeft;
+    } else if (order > 0) {
+      node = node->pRight;
+    } else {
+      break;
+    }
+  }
+  return node;
+}
 
 // In-order visit from `first` side to the other; the node at which visit
 // returned 0, or null. Recursion depth is the tree's height.
@@ -278,23 +296,47 @@ void DeleteSubtree(TreeNode **slot, void *context, Callback release) {
   DeleteSubtree(&node->pRight, context, release);
   DeleteSubtree(&node->pLeft, context, release);
   if (release != nullptr) release(context, node->pData);
-  std::free(node);
+  base::FreeMem(node);
   *slot = nullptr;
+}
+
+// Takes node's data out of the tree. The unlinked node is `doomed`: the node
+// itself when it has at most one child, else its successor (the leftmost node
+// of its right subtree, which has no left child), whose data moves into
+// `node`. Either way the unlinked node has at most one child, which takes its
+// place.
+void EraseNode(TreeNode **tree, TreeNode *node) {
+  TreeNode *doomed = node;
+  if (node->pLeft != nullptr && node->pRight != nullptr) {
+    doomed = node->pRight;
+    while (doomed->pLeft != nullptr) doomed = doomed->pLeft;
+  }
+  TreeNode *orphan = doomed->pLeft != nullptr ? doomed->pLeft : doomed->pRight;
+  TreeNode *parent = doomed->pParent;
+  if (orphan != nullptr) orphan->pParent = parent;
+  ReplaceChild(tree, parent, doomed, orphan);
+  if (doomed != node) node->pData = doomed->pData;
+  if (doomed->color == kBlack) RepairAfterRemoval(tree, orphan, parent);
+  base::FreeMem(doomed);
 }
 
 }  // namespace
 
-void TreeReset(TreeNode **tree) {
+void RedBlackTreeAttach(TreeNode **tree) {
   if (tree != nullptr) *tree = nullptr;
 }
 
-int32_t TreeIsEmpty(const TreeNode *root) {
+void RedBlackTreeDetach(TreeNode **tree) {
+  if (tree != nullptr) *tree = nullptr;
+}
+
+int32_t RedBlackTreeIsEmpty(const TreeNode *root) {
   return root == nullptr ? 1 : 0;
 }
 
-SMStatus TreeInsert(TreeNode **tree, void *data, void *key, Callback compare) {
+Status RedBlackTreeDataInsert(TreeNode **tree, void *data, void *key, Callback compare) {
   if (tree == nullptr || data == nullptr || key == nullptr || compare == nullptr) {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
   // The descent branches on the compare result rather than selecting the
   // child branch-free: a predicted branch lets the processor run ahead into
@@ -312,11 +354,11 @@ SMStatus TreeInsert(TreeNode **tree, void *data, void *key, Callback compare) {
       link = &at->pRight;
       at = at->pRight;
     } else {
-      return SM_STATUS_IN_USE;
+      return Status::kInUse;
     }
   }
-  auto *node = static_cast<TreeNode *>(std::malloc(sizeof(TreeNode)));
-  if (node == nullptr) return SM_STATUS_NO_MEMORY;
+  auto *node = static_cast<TreeNode *>(base::AllocMem(sizeof(TreeNode)));
+  if (node == nullptr) return Status::kNoMemory;
   node->pLeft = nullptr;
   node->pRight = nullptr;
   node->pParent = parent;
@@ -324,70 +366,31 @@ SMStatus TreeInsert(TreeNode **tree, void *data, void *key, Callback compare) {
   node->color = kRed;
   *link = node;
   RepairAfterInsert(tree, node);
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-TreeNode *TreeFind(TreeNode *root, void *key, Callback compare) {
-  if (compare == nullptr) return nullptr;
-  TreeNode *node = root;
-  while (node != nullptr) {
-    PrefetchChildren(node);
-    const int32_t order = compare(key, node->pData);
-    if (order < 0) {
-      node = node->pLeft;
-    } else if (order > 0) {
-      node = node->pRight;
-    } else {
-      break;
-    }
-  }
-  return node;
-}
-
-void *TreeReplace(TreeNode **tree, void *data, void *key, Callback compare) {
+void *RedBlackTreeDataReplace(TreeNode **tree, void *data, void *key, Callback compare) {
   if (tree == nullptr || data == nullptr || key == nullptr) return nullptr;
-  TreeNode *node = TreeFind(*tree, key, compare);
+  TreeNode *node = FindNode(*tree, key, compare);
   if (node == nullptr) return nullptr;
   void *previous = node->pData;
   node->pData = data;
   return previous;
 }
 
-SMStatus TreeRemove(TreeNode **tree, void *key, Callback compare, void **removed_data) {
-  if (tree == nullptr || key == nullptr || compare == nullptr) return SM_STATUS_INVALID_PARAMETER;
-  TreeNode *node = TreeFind(*tree, key, compare);
-  if (node == nullptr) return SM_STATUS_NOT_AVAILABLE;
-  void *data = TreeEraseNode(tree, node);
-  if (removed_data != nullptr) *removed_data = data;
-  return SM_STATUS_SUCCESS;
+Status RedBlackTreeDataDelete(TreeNode **tree, void *key, Callback compare) {
+  if (tree == nullptr || key == nullptr || compare == nullptr) return Status::kInvalidParameter;
+  TreeNode *node = FindNode(*tree, key, compare);
+  if (node == nullptr) return Status::kNotAvailable;
+  EraseNode(tree, node);
+  return Status::kSuccess;
 }
 
-// The unlinked node is `doomed`: the node itself when it has at most one
-// child, else its successor (the leftmost node of its right subtree, which
-// has no left child), whose data moves into `node`. Either way the unlinked
-// node has at most one child, which takes its place.
-void *TreeEraseNode(TreeNode **tree, TreeNode *node) {
-  void *data = node->pData;
-  TreeNode *doomed = node;
-  if (node->pLeft != nullptr && node->pRight != nullptr) {
-    doomed = node->pRight;
-    while (doomed->pLeft != nullptr) doomed = doomed->pLeft;
-  }
-  TreeNode *orphan = doomed->pLeft != nullptr ? doomed->pLeft : doomed->pRight;
-  TreeNode *parent = doomed->pParent;
-  if (orphan != nullptr) orphan->pParent = parent;
-  ReplaceChild(tree, parent, doomed, orphan);
-  if (doomed != node) node->pData = doomed->pData;
-  if (doomed->color == kBlack) RepairAfterRemoval(tree, orphan, parent);
-  std::free(doomed);
-  return data;
-}
-
-void TreeDeleteAll(TreeNode **tree, void *context, Callback release) {
+void RedBlackTreeDelete(TreeNode **tree, void *context, Callback release) {
   if (tree != nullptr) DeleteSubtree(tree, context, release);
 }
 
-void *TreeWalk(TreeNode *root, void *context, Callback visit, uint32_t mode) {
+void *RedBlackTreeDataWalk(TreeNode *root, void *context, Callback visit, uint32_t mode) {
   if (root == nullptr || context == nullptr || visit == nullptr) return nullptr;
   TreeNode *hit = nullptr;
   switch (mode) {
@@ -401,7 +404,7 @@ void *TreeWalk(TreeNode *root, void *context, Callback visit, uint32_t mode) {
       hit = VisitInOrder(root, context, visit, kRight);
       break;
     case kWalkSearch:
-      hit = TreeFind(root, context, visit);
+      hit = FindNode(root, context, visit);
       break;
     case kWalkExhaustive:
       hit = VisitGuided(root, context, visit);
@@ -410,23 +413,6 @@ void *TreeWalk(TreeNode *root, void *context, Callback visit, uint32_t mode) {
       return nullptr;
   }
   return hit != nullptr ? hit->pData : nullptr;
-}
-
-TreeNode *TreeFirst(TreeNode *root) {
-  if (root == nullptr) return nullptr;
-  while (root->pLeft != nullptr) root = root->pLeft;
-  return root;
-}
-
-TreeNode *TreeNext(TreeNode *node) {
-  if (node == nullptr) return nullptr;
-  if (node->pRight != nullptr) return TreeFirst(node->pRight);
-  TreeNode *parent = node->pParent;
-  while (parent != nullptr && parent->pRight == node) {
-    node = parent;
-    parent = node->pParent;
-  }
-  return parent;
 }
 
 }  // namespace kx::containers

@@ -15,7 +15,7 @@
 #include "base/memory.h"
 #include "text/utf.h"
 
-namespace kx::codec {
+namespace kx::format {
 
 namespace {
 
@@ -24,11 +24,9 @@ enum : uint32_t {
   kAlternate = 1u << 0,   // '#'
   kHexPrefix = 1u << 1,   // "0x" or "0X" goes in front of the digits
   kLeftAdjust = 1u << 2,  // '-'
-  kLongDouble = 1u << 3,  // 'L': accepted, the value is still read as a double
-  kLong = 1u << 4,        // 'l'; a second 'l' sets the same bit
-  kShort = 1u << 5,       // 'h'; a second 'h' sets the same bit
-  kZeroPad = 1u << 6,     // '0' before any width digit
-  kFloat = 1u << 7,       // floating-point conversion in progress
+  kLong = 1u << 3,        // 'l'; a second 'l' sets the same bit
+  kShort = 1u << 4,       // 'h'; a second 'h' sets the same bit
+  kZeroPad = 1u << 5,     // '0' before any width digit
 };
 
 constexpr char kLowerDigits[] = "0123456789abcdef";
@@ -269,7 +267,8 @@ uint64_t ReadUnsigned(Arguments &args, uint32_t flags) {
   return va_arg(args.list, unsigned int);
 }
 
-// Adds digits [from, to) of the digit string followed by `zeros` zeros.
+// Adds digits [from, to) of the digit string, zeros standing in for the
+// positions past its last digit.
 void AddDigits(Pieces &body, const DecimalDigits &digits, int64_t from, int64_t to) {
   const int64_t real_end = to < digits.count ? to : digits.count;
   if (from < real_end) body.Add(digits.digits + from, real_end - from);
@@ -277,10 +276,17 @@ void AddDigits(Pieces &body, const DecimalDigits &digits, int64_t from, int64_t 
   if (zeros_from < to) body.AddZeros(to - zeros_from);
 }
 
-// e, E, f, g and G. The digits come without trailing zeros; only the
-// alternate form, which f turns on for any non-zero precision so that its
-// point and zeros always print, extends them to the full precision.
-void WriteFloat(Output &out, Conversion &conv, char conversion, double value) {
+// How many digits a floating-point conversion asks for: e and E count
+// significant digits (precision + 1, 7 by default); f counts places after the
+// point (6 by default) and turns the alternate form on for any non-zero
+// precision, so that its point and zeros always print; g and G count
+// significant digits (the precision, at least 1, 6 by default).
+struct FloatRequest {
+  int64_t precision;
+  int64_t significant;
+};
+
+inline FloatRequest ResolveFloatPrecision(Conversion &conv, char conversion) {
   int64_t precision = conv.precision;
   int64_t significant = 0;
   if (conversion == 'e' || conversion == 'E') {
@@ -292,58 +298,45 @@ void WriteFloat(Output &out, Conversion &conv, char conversion, double value) {
     if (precision < 0) precision = 6;
     significant = precision > 0 ? precision : 1;
   }
+  return {precision, significant};
+}
 
-  // Infinities and NaNs alike print "Inf"; only a value below 0 (never a
-  // NaN) gets the minus sign. Zero padding still applies.
-  if (!(std::fabs(value) <= DBL_MAX)) {
-    if (value < 0) conv.sign = '-';
-    WriteText(out, conv, "Inf", 3);
-    return;
-  }
-  conv.flags |= kFloat;
-  // A comparison, not the sign bit: -0.0 prints like 0.0.
-  if (value < 0) conv.sign = '-';
-  value = std::fabs(value);
+// Exponent form for e and E always; for g and G when the decimal exponent is
+// below -4 or above the precision (not at it: %g of 1000000 is "1000000").
+inline bool UsesExponentForm(char conversion, const DecimalDigits &digits, int64_t precision) {
+  if (conversion == 'e' || conversion == 'E') return true;
+  if (conversion != 'g' && conversion != 'G') return false;
+  const int64_t exponent = digits.point - 1;
+  return exponent < -4 || exponent > precision;
+}
 
-  const bool fixed_conversion = conversion == 'f';
-  const bool alternate = (conv.flags & kAlternate) != 0;
-  DecimalDigits digits;
-  if (fixed_conversion) {
-    FixedDigits(value, precision, &digits);
-  } else {
-    SignificantDigits(value, significant, &digits);
+// "d[.ddd]e+XX" from `length` digits; the exponent's text goes into
+// `exponent_text` (8 bytes), which must outlive the pieces.
+inline void AddExponentForm(Pieces &body, const DecimalDigits &digits, int64_t length,
+                            bool alternate, bool upper_case, char *exponent_text) {
+  AddDigits(body, digits, 0, 1);
+  if (length > 1 || alternate) {
+    body.Add(".", 1);
+    AddDigits(body, digits, 1, length);
   }
-  int64_t length = digits.count;
-  if (alternate) {
-    const int64_t target = fixed_conversion ? digits.point + precision : significant;
-    if (target > length) length = target;
-  }
+  int exponent = digits.point - 1;
+  char *cursor = exponent_text;
+  *cursor++ = upper_case ? 'E' : 'e';
+  *cursor++ = exponent < 0 ? '-' : '+';
+  if (exponent < 0) exponent = -exponent;
+  if (exponent >= 100) *cursor++ = static_cast<char>('0' + exponent / 100);
+  *cursor++ = static_cast<char>('0' + exponent / 10 % 10);
+  *cursor++ = static_cast<char>('0' + exponent % 10);
+  body.Add(exponent_text, cursor - exponent_text);
+}
 
-  bool exponent_form = conversion == 'e' || conversion == 'E';
-  if (conversion == 'g' || conversion == 'G') {
-    // Above the precision, not at it: %g of 1000000 is "1000000".
-    const int64_t exponent = digits.point - 1;
-    exponent_form = exponent < -4 || exponent > precision;
-  }
-
-  Pieces body;
-  char exponent_text[8];
-  if (exponent_form) {
-    AddDigits(body, digits, 0, 1);
-    if (length > 1 || alternate) {
-      body.Add(".", 1);
-      AddDigits(body, digits, 1, length);
-    }
-    int exponent = digits.point - 1;
-    char *cursor = exponent_text;
-    *cursor++ = (conversion == 'E' || conversion == 'G') ? 'E' : 'e';
-    *cursor++ = exponent < 0 ? '-' : '+';
-    if (exponent < 0) exponent = -exponent;
-    if (exponent >= 100) *cursor++ = static_cast<char>('0' + exponent / 100);
-    *cursor++ = static_cast<char>('0' + exponent / 10 % 10);
-    *cursor++ = static_cast<char>('0' + exponent % 10);
-    body.Add(exponent_text, cursor - exponent_text);
-  } else if (value == 0) {
+// "ddd.ddd" from `length` digits: zero on its own ("0", or "0." and the
+// precision's zeros in the alternate form), a value below 1 behind "0." and
+// the zeros up to its first digit, or the integer digits (padded with zeros
+// up to the point) and the fraction.
+inline void AddFixedForm(Pieces &body, const DecimalDigits &digits, int64_t length, bool is_zero,
+                         bool alternate, int64_t precision) {
+  if (is_zero) {
     body.Add("0", 1);
     if (alternate && precision != 0) {
       body.Add(".", 1);
@@ -362,6 +355,47 @@ void WriteFloat(Output &out, Conversion &conv, char conversion, double value) {
     body.Add(".", 1);
     AddDigits(body, digits, digits.point, length);
   }
+}
+
+// e, E, f, g and G. The digits come without trailing zeros; only the
+// alternate form extends them to the full precision.
+void WriteFloat(Output &out, Conversion &conv, char conversion, double value) {
+  const FloatRequest request = ResolveFloatPrecision(conv, conversion);
+
+  // Infinities and NaNs alike print "Inf"; only a value below 0 (never a
+  // NaN) gets the minus sign. Zero padding still applies.
+  if (!(std::fabs(value) <= DBL_MAX)) {
+    if (value < 0) conv.sign = '-';
+    WriteText(out, conv, "Inf", 3);
+    return;
+  }
+  // A comparison, not the sign bit: -0.0 prints like 0.0.
+  if (value < 0) conv.sign = '-';
+  value = std::fabs(value);
+
+  const bool fixed_conversion = conversion == 'f';
+  const bool alternate = (conv.flags & kAlternate) != 0;
+  DecimalDigits digits;
+  if (fixed_conversion) {
+    FixedDigits(value, request.precision, &digits);
+  } else {
+    SignificantDigits(value, request.significant, &digits);
+  }
+  int64_t length = digits.count;
+  if (alternate) {
+    const int64_t target =
+        fixed_conversion ? digits.point + request.precision : request.significant;
+    if (target > length) length = target;
+  }
+
+  Pieces body;
+  char exponent_text[8];
+  if (UsesExponentForm(conversion, digits, request.precision)) {
+    AddExponentForm(body, digits, length, alternate, conversion == 'E' || conversion == 'G',
+                    exponent_text);
+  } else {
+    AddFixedForm(body, digits, length, value == 0, alternate, request.precision);
+  }
   WriteField(out, conv, nullptr, body, body.Length(), -1);
 }
 
@@ -371,17 +405,17 @@ void WriteFloat(Output &out, Conversion &conv, char conversion, double value) {
 bool WriteUcs2(Output &out, Conversion &conv, const uint16_t *text) {
   if (text == nullptr) text = kNullTextAsUcs2;
   uint32_t size = 0;
-  if (text::Ucs2ToUtf8(nullptr, &size, text) != 0) return false;
-  auto *utf8 = static_cast<char *>(frame::AllocMem(size));
+  if (!Ok(text::UCS2StrToUTF8Str(nullptr, &size, text))) return false;
+  auto *utf8 = static_cast<char *>(base::AllocMem(size));
   if (utf8 == nullptr) return false;
-  if (text::Ucs2ToUtf8(utf8, &size, text) != 0) {
-    frame::FreeMem(utf8);
+  if (!Ok(text::UCS2StrToUTF8Str(utf8, &size, text))) {
+    base::FreeMem(utf8);
     return false;
   }
   const int64_t length = conv.precision >= 0 ? static_cast<int64_t>(strnlen(utf8, conv.precision))
                                              : static_cast<int64_t>(size) - 1;
   WriteText(out, conv, utf8, length);
-  frame::FreeMem(utf8);
+  base::FreeMem(utf8);
   return true;
 }
 
@@ -447,8 +481,7 @@ unsigned char ReadConversion(const char *&format, Conversion &conv, Arguments &a
       case 'l':
         conv.flags |= kLong;
         break;
-      case 'L':
-        conv.flags |= kLongDouble;
+      case 'L':  // accepted and ignored: the value is still read as a double
         break;
       default:
         return c;
@@ -456,8 +489,76 @@ unsigned char ReadConversion(const char *&format, Conversion &conv, Arguments &a
   }
 }
 
+// %c: the argument's low byte; a sign flag never applies.
+inline void WriteCharacter(Output &out, Conversion &conv, Arguments &args) {
+  const char c = static_cast<char>(va_arg(args.list, int));
+  conv.sign = '\0';
+  WriteText(out, conv, &c, 1);
+}
+
+// %d and %i (and %D, a long): the magnitude with a minus sign when negative.
+inline void WriteSignedDecimal(Output &out, Conversion &conv, Arguments &args) {
+  const int64_t value = ReadSigned(args, conv.flags);
+  uint64_t magnitude = static_cast<uint64_t>(value);
+  if (value < 0) {
+    conv.sign = '-';
+    magnitude = 0 - magnitude;
+  }
+  WriteInteger(out, conv, magnitude, 10, kLowerDigits, 'x');
+}
+
+// %x and %X: the alternate form's prefix only for a value that is not 0.
+inline void WriteHexadecimal(Output &out, Conversion &conv, char conversion, Arguments &args) {
+  const uint64_t value = ReadUnsigned(args, conv.flags);
+  conv.sign = '\0';
+  if ((conv.flags & kAlternate) && value != 0) conv.flags |= kHexPrefix;
+  WriteInteger(out, conv, value, 16, conversion == 'x' ? kLowerDigits : kUpperDigits, conversion);
+}
+
+// %p: the full pointer width in lower-case hexadecimal, always with "0x".
+inline void WritePointer(Output &out, Conversion &conv, Arguments &args) {
+  const auto value = reinterpret_cast<uintptr_t>(va_arg(args.list, void *));
+  conv.sign = '\0';
+  conv.flags |= kHexPrefix;
+  WriteInteger(out, conv, value, 16, kLowerDigits, 'x');
+}
+
+// %s: null prints "(null)"; with a precision the text need not be
+// terminated within it.
+inline void WriteString(Output &out, Conversion &conv, Arguments &args) {
+  const char *text = va_arg(args.list, const char *);
+  if (text == nullptr) text = kNullText;
+  const size_t length =
+      conv.precision >= 0 ? strnlen(text, static_cast<size_t>(conv.precision)) : strlen(text);
+  conv.sign = '\0';
+  WriteText(out, conv, text, static_cast<int64_t>(length));
+}
+
+// %n: stores the count of everything produced, including bytes that were
+// dropped, into an int (a short with h); a null slot is skipped.
+inline void StoreCount(const Output &out, const Conversion &conv, Arguments &args) {
+  const int64_t produced = out.produced();
+  if (conv.flags & kShort) {
+    if (auto *slot = va_arg(args.list, short *); slot != nullptr) {
+      *slot = static_cast<short>(produced);
+    }
+  } else if (auto *slot = va_arg(args.list, int *); slot != nullptr) {
+    *slot = static_cast<int>(produced);
+  }
+}
+
+// Any other conversion character prints itself, as a one-character string:
+// "%%" is "%".
+inline void WriteSelf(Output &out, Conversion &conv, char conversion) {
+  conv.sign = '\0';
+  WriteText(out, conv, &conversion, 1);
+}
+
 }  // namespace
 
+// The loop: literal text up to the next "%", then one conversion handed to
+// its step, until the format ends, a "%" stands at its very end, or a %S
+// cannot be converted.
 int32_t RunFormat(char *dest, uint32_t size, const char *format, va_list list, bool *truncated) {
   Output out(dest, size, truncated);
   if (format == nullptr) return out.Finish();
@@ -473,29 +574,19 @@ int32_t RunFormat(char *dest, uint32_t size, const char *format, va_list list, b
     Conversion conv;
     const unsigned char conversion = ReadConversion(format, conv, args);
     switch (conversion) {
-      case '\0':  // "%" at the very end
+      case '\0':  // "%" at the very end: nothing more to print
         --format;
         break;
-      case 'c': {
-        const char c = static_cast<char>(va_arg(args.list, int));
-        conv.sign = '\0';
-        WriteText(out, conv, &c, 1);
+      case 'c':
+        WriteCharacter(out, conv, args);
         break;
-      }
       case 'D':
         conv.flags |= kLong;
         [[fallthrough]];
       case 'd':
-      case 'i': {
-        const int64_t value = ReadSigned(args, conv.flags);
-        uint64_t magnitude = static_cast<uint64_t>(value);
-        if (value < 0) {
-          conv.sign = '-';
-          magnitude = 0 - magnitude;
-        }
-        WriteInteger(out, conv, magnitude, 10, kLowerDigits, 'x');
+      case 'i':
+        WriteSignedDecimal(out, conv, args);
         break;
-      }
       case 'O':
         conv.flags |= kLong;
         [[fallthrough]];
@@ -511,31 +602,15 @@ int32_t RunFormat(char *dest, uint32_t size, const char *format, va_list list, b
         WriteInteger(out, conv, ReadUnsigned(args, conv.flags), 10, kLowerDigits, 'u');
         break;
       case 'x':
-      case 'X': {
-        const uint64_t value = ReadUnsigned(args, conv.flags);
-        conv.sign = '\0';
-        if ((conv.flags & kAlternate) && value != 0) conv.flags |= kHexPrefix;
-        WriteInteger(out, conv, value, 16, conversion == 'x' ? kLowerDigits : kUpperDigits,
-                     static_cast<char>(conversion));
+      case 'X':
+        WriteHexadecimal(out, conv, static_cast<char>(conversion), args);
         break;
-      }
-      case 'p': {
-        const auto value = reinterpret_cast<uintptr_t>(va_arg(args.list, void *));
-        conv.sign = '\0';
-        conv.flags |= kHexPrefix;
-        WriteInteger(out, conv, value, 16, kLowerDigits, 'x');
+      case 'p':
+        WritePointer(out, conv, args);
         break;
-      }
-      case 's': {
-        const char *text = va_arg(args.list, const char *);
-        if (text == nullptr) text = kNullText;
-        // With a precision the text need not be terminated within it.
-        const size_t length =
-            conv.precision >= 0 ? strnlen(text, static_cast<size_t>(conv.precision)) : strlen(text);
-        conv.sign = '\0';
-        WriteText(out, conv, text, static_cast<int64_t>(length));
+      case 's':
+        WriteString(out, conv, args);
         break;
-      }
       case 'S':
         conv.sign = '\0';
         if (!WriteUcs2(out, conv, va_arg(args.list, const uint16_t *))) {
@@ -550,29 +625,16 @@ int32_t RunFormat(char *dest, uint32_t size, const char *format, va_list list, b
       case 'G':
         WriteFloat(out, conv, static_cast<char>(conversion), va_arg(args.list, double));
         break;
-      case 'n': {
-        // The count of everything produced, including bytes that were dropped.
-        const int64_t produced = out.produced();
-        if (conv.flags & kShort) {
-          if (auto *slot = va_arg(args.list, short *); slot != nullptr) {
-            *slot = static_cast<short>(produced);
-          }
-        } else if (auto *slot = va_arg(args.list, int *); slot != nullptr) {
-          *slot = static_cast<int>(produced);
-        }
+      case 'n':
+        StoreCount(out, conv, args);
         break;
-      }
-      default: {
-        // Anything else prints itself, as a one-character string: "%%" is "%".
-        const char c = static_cast<char>(conversion);
-        conv.sign = '\0';
-        WriteText(out, conv, &c, 1);
+      default:
+        WriteSelf(out, conv, static_cast<char>(conversion));
         break;
-      }
     }
   }
   va_end(args.list);
   return out.Finish();
 }
 
-}  // namespace kx::codec
+}  // namespace kx::format

@@ -5,7 +5,7 @@
 #include <cstdarg>
 #include <cstdint>
 
-namespace kx::codec {
+namespace kx::format {
 
 // Formats into dest, which holds size bytes including the terminating NUL; a
 // null dest stores nothing but counts the same way. Returns the bytes stored,
@@ -15,4 +15,4 @@ namespace kx::codec {
 // text cannot be converted or allocated ends the run where it stands.
 int32_t RunFormat(char *dest, uint32_t size, const char *format, va_list args, bool *truncated);
 
-}  // namespace kx::codec
+}  // namespace kx::format

@@ -7,7 +7,7 @@
 #include <charconv>
 #include <cstring>
 
-namespace kx::codec {
+namespace kx::format {
 
 namespace {
 
@@ -81,4 +81,4 @@ void FixedDigits(double value, int64_t places, DecimalDigits *out) {
   TrimTrailingZeros(out, 1);
 }
 
-}  // namespace kx::codec
+}  // namespace kx::format

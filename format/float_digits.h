@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-namespace kx::codec {
+namespace kx::format {
 
 // Significant digits of a finite double's exact value: a few more than the
 // 767 a double can carry. Requests above this only add zeros.
@@ -32,4 +32,4 @@ void SignificantDigits(double value, int64_t significant, DecimalDigits *out);
 // dropped; a value that rounds to zero gives no digits at all.
 void FixedDigits(double value, int64_t places, DecimalDigits *out);
 
-}  // namespace kx::codec
+}  // namespace kx::format

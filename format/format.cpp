@@ -7,11 +7,11 @@
 
 #include <atomic>
 
-#include "format/engine.h"
 #include "base/context.h"
+#include "format/engine.h"
 #include "os/mutex.h"
 
-namespace kx::codec {
+namespace kx::format {
 
 namespace {
 
@@ -28,13 +28,13 @@ pthread_mutex_t g_fallback = PTHREAD_MUTEX_INITIALIZER;
 class RunLock {
  public:
   RunLock() : mutex_(g_mutex.load(std::memory_order_acquire)) {
-    if (mutex_ != nullptr && os::MutexLock(mutex_, os::kWaitForever) == 0) return;
+    if (mutex_ != nullptr && Ok(os::MutexLock(mutex_, os::kWaitForever))) return;
     mutex_ = nullptr;
     pthread_mutex_lock(&g_fallback);
   }
   ~RunLock() {
     if (mutex_ != nullptr) {
-      os::MutexUnlock(mutex_);
+      (void)os::MutexUnLock(mutex_);
     } else {
       pthread_mutex_unlock(&g_fallback);
     }
@@ -48,28 +48,19 @@ class RunLock {
 
 }  // namespace
 
-int32_t VFormat(char *dest, uint32_t size, const char *format, va_list args, bool *truncated) {
+int32_t vsnprintf(char *dest, uint32_t size, const char *format, va_list args, bool *truncated) {
   RunLock lock;
   uint32_t context = 0;
-  frame::EnterExportContext(&context);
+  base::SetExportContext(&context);
   const int32_t stored = RunFormat(dest, size, format, args, truncated);
-  frame::LeaveExportContext();
+  base::ResetExportContext();
   return stored;
 }
 
-int32_t Format(char *dest, uint32_t size, const char *format, ...) {
+int32_t snprintf(char *dest, uint32_t size, const char *format, ...) {
   va_list args;
   va_start(args, format);
-  const int32_t stored = VFormat(dest, size, format, args, nullptr);
-  va_end(args);
-  return stored;
-}
-
-int32_t FormatReportingTruncation(bool *truncated, char *dest, uint32_t size, const char *format,
-                                  ...) {
-  va_list args;
-  va_start(args, format);
-  const int32_t stored = VFormat(dest, size, format, args, truncated);
+  const int32_t stored = vsnprintf(dest, size, format, args, nullptr);
   va_end(args);
   return stored;
 }
@@ -87,4 +78,4 @@ void FormatDetach() {
   g_attached = false;
 }
 
-}  // namespace kx::codec
+}  // namespace kx::format

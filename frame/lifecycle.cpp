@@ -40,14 +40,12 @@ bool Lifecycle::Attach() {
       return false;
     }
   }
-  modules_up_.store(true, std::memory_order_release);
   return true;
 }
 
 void Lifecycle::Detach() {
   attach_count_ -= 1;
   if (attach_count_ >= 1) return;
-  modules_up_.store(false, std::memory_order_release);
   for (size_t j = steps_.size(); j-- > 0;) steps_[j].detach();
 }
 

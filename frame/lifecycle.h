@@ -38,21 +38,20 @@ class Lifecycle {
   int32_t load_count() const { return load_count_; }
   int32_t attach_count() const { return attach_count_; }
   uint16_t unloading() const { return unloading_.load(std::memory_order_acquire); }
-  // True while every module of the chain is attached.
-  bool modules_up() const { return modules_up_.load(std::memory_order_acquire); }
 
  private:
   std::span<const ModuleStep> steps_;
   int32_t load_count_ = 0;
   int32_t attach_count_ = 0;
   std::atomic<uint16_t> unloading_{0};
-  std::atomic<bool> modules_up_{false};
 };
 
 // The process-wide lifecycle over the library's real module chain.
 Lifecycle &Library();
 
-// The library-wide unloading flag, read by waiting threads without a lock.
+// The library-wide unloading flag, read without a lock by threads that wait:
+// the reader-writer locks of the named IPC objects check it after every
+// wake-up, so that a wait ends while the library unloads.
 inline bool Unloading() {
   return Library().unloading() != 0;
 }

@@ -19,7 +19,7 @@ constexpr ModuleStep kSteps[] = {
     // 5. Critical sections.
     // 6. Event log.
     // 7. Formatted output: the formatter's mutex.
-    {"formatted output", &codec::FormatAttach, &codec::FormatDetach},
+    {"formatted output", &format::FormatAttach, &format::FormatDetach},
     // 8. Function-table libraries.
     // 9. CRC-32 table.
     {"CRC-32 table", &codec::Crc32TableAttach, &codec::Crc32TableDetach},

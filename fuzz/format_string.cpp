@@ -78,12 +78,12 @@ int32_t Run(Mode mode, char *dest, uint32_t size, const char *format) {
   switch (mode) {
     case Mode::kNoArguments:
     case Mode::kIntegers:
-      return kx::codec::Format(dest, size, format, 0L, -1L, 7L, 1L << 40, -(1L << 62), 255L, 65536L,
-                               -70000L, 12345L, 0L, 9L, 10L, 99L, -1L, 1L, 2L, 0x7FFFFFFFL,
-                               -0x80000000L, 4294967295L, 3L, 42L, 100L, 8L, 16L);
+      return kx::format::snprintf(dest, size, format, 0L, -1L, 7L, 1L << 40, -(1L << 62), 255L,
+                                  65536L, -70000L, 12345L, 0L, 9L, 10L, 99L, -1L, 1L, 2L,
+                                  0x7FFFFFFFL, -0x80000000L, 4294967295L, 3L, 42L, 100L, 8L, 16L);
     case Mode::kFloatingPoint:
-      return kx::codec::Format(dest, size, format, 1.5, -0.0, 5e-324, 1.7976931348623157e308, kInf,
-                               -kNan, 0.125, -123456.789);
+      return kx::format::snprintf(dest, size, format, 1.5, -0.0, 5e-324, 1.7976931348623157e308,
+                                  kInf, -kNan, 0.125, -123456.789);
   }
   return 0;
 }

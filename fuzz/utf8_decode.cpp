@@ -90,7 +90,7 @@ uint32_t ConvertInto(Convert convert, const In *in, uint32_t room, uint32_t *siz
                      std::vector<Out> *result) {
   std::unique_ptr<unsigned char[]> block(new unsigned char[room]);
   *size = room;
-  const uint32_t status = convert(reinterpret_cast<Out *>(block.get()), size, in);
+  const uint32_t status = kx::ToC(convert(reinterpret_cast<Out *>(block.get()), size, in));
   if (status == SM_STATUS_SUCCESS) {
     result->resize(*size / sizeof(Out));
     std::memcpy(result->data(), block.get(), *size);
@@ -108,12 +108,12 @@ void FuzzDecode(const uint8_t *data, size_t size, uint32_t room_hint) {
   const uint32_t expected_status =
       ReferenceDecode(reinterpret_cast<const unsigned char *>(text.get()), length, &expected);
   uint32_t measured = 7;
-  const uint32_t status = kx::text::Utf8ToUcs2(nullptr, &measured, text.get());
+  const uint32_t status = kx::ToC(kx::text::UTF8StrToUCS2Str(nullptr, &measured, text.get()));
   Check(status == expected_status);
   if (status != SM_STATUS_SUCCESS) {
     Check(measured == 7);
     uint32_t room = 0xFFFFFFF0u;
-    Check(kx::text::Utf8ToUcs2(nullptr, &room, text.get()) == status);
+    Check(kx::ToC(kx::text::UTF8StrToUCS2Str(nullptr, &room, text.get())) == status);
     return;
   }
   Check(measured == 2 * expected.size() + 2);
@@ -121,11 +121,11 @@ void FuzzDecode(const uint8_t *data, size_t size, uint32_t room_hint) {
 
   std::vector<uint16_t> units;
   uint32_t produced;
-  Check(ConvertInto<uint16_t>(kx::text::Utf8ToUcs2, text.get(), measured, &produced, &units) ==
-        SM_STATUS_SUCCESS);
+  Check(ConvertInto<uint16_t>(kx::text::UTF8StrToUCS2Str, text.get(), measured, &produced,
+                              &units) == SM_STATUS_SUCCESS);
   Check(produced == measured && units == expected);
   for (uint32_t room : {measured - 1, measured - 2, room_hint % measured}) {
-    Check(ConvertInto<uint16_t>(kx::text::Utf8ToUcs2, text.get(), room, &produced, &units) ==
+    Check(ConvertInto<uint16_t>(kx::text::UTF8StrToUCS2Str, text.get(), room, &produced, &units) ==
           SM_STATUS_BUFFER_TOO_SMALL);
     Check(produced == room);
   }
@@ -141,7 +141,7 @@ void FuzzEncode(const uint8_t *data, size_t size, uint32_t room_hint) {
   std::vector<unsigned char> expected;
   const uint32_t expected_status = ReferenceEncode(in.data(), length, &expected);
   uint32_t measured = 7;
-  const uint32_t status = kx::text::Ucs2ToUtf8(nullptr, &measured, in.data());
+  const uint32_t status = kx::ToC(kx::text::UCS2StrToUTF8Str(nullptr, &measured, in.data()));
   Check(status == expected_status);
   if (status != SM_STATUS_SUCCESS) {
     Check(measured == 7);
@@ -152,11 +152,11 @@ void FuzzEncode(const uint8_t *data, size_t size, uint32_t room_hint) {
 
   std::vector<char> bytes;
   uint32_t produced;
-  Check(ConvertInto<char>(kx::text::Ucs2ToUtf8, in.data(), measured, &produced, &bytes) ==
+  Check(ConvertInto<char>(kx::text::UCS2StrToUTF8Str, in.data(), measured, &produced, &bytes) ==
         SM_STATUS_SUCCESS);
   Check(produced == measured && std::memcmp(bytes.data(), expected.data(), measured) == 0);
   for (uint32_t room : {measured - 1, room_hint % measured}) {
-    Check(ConvertInto<char>(kx::text::Ucs2ToUtf8, in.data(), room, &produced, &bytes) ==
+    Check(ConvertInto<char>(kx::text::UCS2StrToUTF8Str, in.data(), room, &produced, &bytes) ==
           SM_STATUS_BUFFER_TOO_SMALL);
     Check(produced == room);
   }
@@ -166,7 +166,7 @@ void FuzzEncode(const uint8_t *data, size_t size, uint32_t room_hint) {
   for (size_t i = 0; i < length; ++i) has_surrogate |= in[i] >= 0xD800 && in[i] <= 0xDFFF;
   if (has_surrogate) return;
   std::vector<uint16_t> back;
-  Check(ConvertInto<uint16_t>(kx::text::Utf8ToUcs2, bytes.data(), 2 * length + 2, &produced,
+  Check(ConvertInto<uint16_t>(kx::text::UTF8StrToUCS2Str, bytes.data(), 2 * length + 2, &produced,
                               &back) == SM_STATUS_SUCCESS);
   Check(back == in);
 }

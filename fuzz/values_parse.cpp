@@ -42,19 +42,19 @@ bool KnownStatus(uint32_t status) {
 }
 
 // The grammar and base the selector picks for the 8- to 32-bit codes.
-bool GrammarOf(uint32_t selector, kx::text::NumberGrammar *grammar, int *base) {
+bool GrammarOf(uint32_t selector, kx::values::NumberGrammar *grammar, int *base) {
   switch (selector) {
     case 0:
     case 768:
-      *grammar = kx::text::NumberGrammar::kDecimal;
+      *grammar = kx::values::NumberGrammar::kDecimal;
       *base = 10;
       return true;
     case 512:
-      *grammar = kx::text::NumberGrammar::kOctal;
+      *grammar = kx::values::NumberGrammar::kOctal;
       *base = 8;
       return true;
     case 1024:
-      *grammar = kx::text::NumberGrammar::kHex;
+      *grammar = kx::values::NumberGrammar::kHex;
       *base = 16;
       return true;
     default:
@@ -65,11 +65,11 @@ bool GrammarOf(uint32_t selector, kx::text::NumberGrammar *grammar, int *base) {
 // The narrow integer codes against the C library.
 void CheckNarrowInteger(const std::string &text, uint32_t code, uint32_t selector,
                         const uint8_t *value) {
-  kx::text::NumberGrammar grammar;
+  kx::values::NumberGrammar grammar;
   int base;
   Check(GrammarOf(selector, &grammar, &base));
-  kx::text::NumberText number;
-  Check(kx::text::ReadNumberText(text.c_str(), grammar, &number));
+  kx::values::NumberText number;
+  Check(kx::values::ReadNumberText(text.c_str(), grammar, &number));
   const long s = std::strtol(text.c_str(), nullptr, base);
   const unsigned long u = std::strtoul(text.c_str(), nullptr, base);
   switch (code) {
@@ -111,18 +111,19 @@ void CheckNarrowInteger(const std::string &text, uint32_t code, uint32_t selecto
 void RoundTrip(const uint8_t *value, uint32_t value_size, uint32_t type) {
   char text[128];
   uint32_t size = sizeof text;
-  Check(kx::text::XltValueToText(value, value_size, text, &size, type) == 0);
+  Check(kx::Ok(kx::values::XLTTypeValueToUTF8(value, value_size, text, &size, type)));
   Check(size == std::strlen(text) + 1);
   uint8_t again[8] = {};
   uint32_t room = sizeof again;
-  Check(kx::text::XltTextToValue(text, again, &room, type) == 0);
+  Check(kx::Ok(kx::values::XLTUTF8ToTypeValue(text, again, &room, type)));
   Check(room == value_size && std::memcmp(again, value, value_size) == 0);
 }
 
 void FuzzParse(const std::string &text, uint32_t type, uint32_t room) {
   std::vector<uint8_t> value(room);  // exact size: an overrun is reported
   uint32_t size = room;
-  const uint32_t status = kx::text::XltTextToValue(text.c_str(), value.data(), &size, type);
+  const uint32_t status =
+      kx::ToC(kx::values::XLTUTF8ToTypeValue(text.c_str(), value.data(), &size, type));
   Check(KnownStatus(status));
   if (status == 16) Check(size > room);
   if (status != 0) return;
@@ -144,8 +145,8 @@ void FuzzWrite(const uint8_t *data, size_t size, uint32_t type, uint32_t room) {
   std::vector<char> text(room);
   uint32_t text_size = room;
   const uint32_t status =
-      kx::text::XltValueToText(block.data(), static_cast<uint32_t>(size),
-                               room == 0 ? nullptr : text.data(), &text_size, type);
+      kx::ToC(kx::values::XLTTypeValueToUTF8(block.data(), static_cast<uint32_t>(size),
+                                             room == 0 ? nullptr : text.data(), &text_size, type));
   Check(KnownStatus(status));
   if (status == 0 && room != 0) Check(text_size == std::strlen(text.data()) + 1);
   if (status == 16) Check(text_size > room);
@@ -165,10 +166,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
 
   uint32_t count = 0;
   uint32_t list_size = 0;
-  char *list = kx::text::ConvertSeparatedValues(terminated.c_str(), static_cast<char>(data[1]), ';',
-                                                &count, &list_size);
+  char *list = kx::values::UTF8ConvertXSVToYSV(terminated.c_str(), static_cast<char>(data[1]), ';',
+                                               &count, &list_size);
   Check(list != nullptr && list_size == std::strlen(list) + 1 &&
         list_size <= terminated.size() + 2);
-  kx::frame::FreeMem(list);
+  kx::base::FreeMem(list);
   return 0;
 }

@@ -5,10 +5,7 @@
 
 #include <time.h>
 
-#include <cstdlib>
-#include <new>
-
-#include "kxsupt/base.h"
+#include "base/memory.h"
 
 namespace kx::os {
 
@@ -24,10 +21,10 @@ void SleepOnePoll() {
 }
 
 // The handle checks shared by every operation on a mutex.
-uint32_t CheckHandle(const MutexHandle *mutex) {
-  if (mutex == nullptr) return SM_STATUS_INVALID_PARAMETER;
-  if (mutex->kind != kIpcKindMutex) return SM_STATUS_OS_FAILURE;
-  return SM_STATUS_SUCCESS;
+Status CheckHandle(const MutexHandle *mutex) {
+  if (mutex == nullptr) return Status::kInvalidParameter;
+  if (mutex->kind != kIpcKindMutex) return Status::kOsFailure;
+  return Status::kSuccess;
 }
 
 }  // namespace
@@ -36,47 +33,45 @@ MutexHandle *MutexCreate(const char *name) {
   // Named mutexes need the IPC directory and its lock files.
   if (name != nullptr) return nullptr;
 
-  auto *mutex = static_cast<MutexHandle *>(std::malloc(sizeof(MutexHandle)));
+  auto *mutex = static_cast<MutexHandle *>(base::AllocMem(sizeof(MutexHandle)));
   if (mutex == nullptr) return nullptr;
   if (pthread_mutex_init(&mutex->local, nullptr) != 0) {
-    std::free(mutex);
+    base::FreeMem(mutex);
     return nullptr;
   }
   mutex->kind = kIpcKindMutex;
   mutex->name = nullptr;
-  mutex->lock_fd = -1;
-  mutex->writable = 0;
   return mutex;
 }
 
-uint32_t MutexLock(MutexHandle *mutex, uint32_t timeout_ms) {
-  if (uint32_t status = CheckHandle(mutex); status != SM_STATUS_SUCCESS) return status;
+Status MutexLock(MutexHandle *mutex, uint32_t timeout_ms) {
+  if (Status status = CheckHandle(mutex); !Ok(status)) return status;
 
   if (timeout_ms == kWaitForever) {
-    if (pthread_mutex_lock(&mutex->local) != 0) return SM_STATUS_ERROR;
-    return SM_STATUS_SUCCESS;
+    if (pthread_mutex_lock(&mutex->local) != 0) return Status::kError;
+    return Status::kSuccess;
   }
   // The count advances by 4 per 1 ms sleep: that pacing is part of the
   // contract, so a bound of 40 gives up after about ten sleeps.
   uint64_t elapsed = 0;
   while (pthread_mutex_trylock(&mutex->local) != 0) {
-    if (elapsed >= timeout_ms) return SM_STATUS_TIMEOUT;
+    if (elapsed >= timeout_ms) return Status::kTimeout;
     elapsed += kPollStep;
     SleepOnePoll();
   }
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-uint32_t MutexUnlock(MutexHandle *mutex) {
-  if (uint32_t status = CheckHandle(mutex); status != SM_STATUS_SUCCESS) return status;
+Status MutexUnLock(MutexHandle *mutex) {
+  if (Status status = CheckHandle(mutex); !Ok(status)) return status;
   pthread_mutex_unlock(&mutex->local);
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
 void MutexDestroy(MutexHandle *mutex) {
-  if (CheckHandle(mutex) != SM_STATUS_SUCCESS) return;
+  if (!Ok(CheckHandle(mutex))) return;
   pthread_mutex_destroy(&mutex->local);
-  std::free(mutex);
+  base::FreeMem(mutex);
 }
 
 }  // namespace kx::os

@@ -1,12 +1,14 @@
 // Mutexes: the kind-1 IPC handle. An unnamed mutex is a process-local thread
-// mutex and is the lock behind every module of the library; the named form (the
-// same thread mutex paired with an advisory lock on a lock file shared between
-// processes) arrives with the IPC layer and fills the lock-file fields below.
+// mutex and is the lock behind every module of the library; the named form
+// (shared between processes) belongs to the named IPC objects and is refused
+// here.
 #pragma once
 
 #include <pthread.h>
 
 #include <cstdint>
+
+#include "base/status.h"
 
 namespace kx::os {
 
@@ -20,14 +22,8 @@ inline constexpr uint32_t kWaitForever = 0xFFFFFFFFu;
 
 struct MutexHandle {
   uint32_t kind;     // kIpcKindMutex
-  const char *name;  // lock-file path kept behind the record; null when unnamed
-  // The in-process lock: all of an unnamed mutex, the first half of a named one.
+  const char *name;  // the operating-system name; null for an unnamed mutex
   pthread_mutex_t local;
-  // The inter-process half, used only when name is set: the open lock file
-  // (-1 when closed) and whether it was opened for writing (write locks) or
-  // only for reading (shared locks).
-  int lock_fd;
-  uint16_t writable;
 };
 
 // Creates a mutex. A null name gives an unnamed, process-local mutex; named
@@ -35,13 +31,14 @@ struct MutexHandle {
 MutexHandle *MutexCreate(const char *name);
 
 // Takes the mutex. timeout_ms is kWaitForever, 0 (one try) or a bound that is
-// polled with a 1 ms sleep per 4 units. Statuses: 0; 271 for a null handle;
-// 257 for a handle of another kind; 3 when the time-out expires; all ones when
-// the blocking lock itself fails.
-uint32_t MutexLock(MutexHandle *mutex, uint32_t timeout_ms);
+// polled with a 1 ms sleep per 4 units. Statuses: kSuccess; kInvalidParameter
+// for a null handle; kOsFailure for a handle of another kind; kTimeout when the
+// time-out expires; kError when the blocking lock itself fails.
+Status MutexLock(MutexHandle *mutex, uint32_t timeout_ms);
 
-// Releases the mutex held by the caller. 0, or 271 / 257 as for MutexLock.
-uint32_t MutexUnlock(MutexHandle *mutex);
+// Releases the mutex held by the caller: kSuccess, or the handle statuses of
+// MutexLock.
+Status MutexUnLock(MutexHandle *mutex);
 
 // Destroys a mutex and frees its handle. Null and handles of another kind are
 // left alone.

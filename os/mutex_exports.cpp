@@ -17,10 +17,10 @@ void *SMMutexCreate(const char *pName) {
   return kx::os::MutexCreate(pName);
 }
 SMStatus SMMutexLock(void *pMutex, uint32_t timeoutMs) {
-  return kx::os::MutexLock(AsMutex(pMutex), timeoutMs);
+  return kx::ToC(kx::os::MutexLock(AsMutex(pMutex), timeoutMs));
 }
 SMStatus SMMutexUnLock(void *pMutex) {
-  return kx::os::MutexUnlock(AsMutex(pMutex));
+  return kx::ToC(kx::os::MutexUnLock(AsMutex(pMutex)));
 }
 void SMMutexDestroy(void *pMutex) {
   kx::os::MutexDestroy(AsMutex(pMutex));

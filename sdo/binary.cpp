@@ -7,7 +7,6 @@
 
 #include <cstring>
 
-#include "kxsupt/base.h"
 #include "sdo/binary_array.h"
 #include "sdo/binary_image.h"
 
@@ -32,12 +31,12 @@ uint32_t WriteNested(const Entry &entry, uint8_t *at, uint32_t need) {
   uint32_t written = 0;
   if (!entry.isArray()) {
     const Config *child = entry.child(0);
-    if (child == nullptr || WriteBinary(*child, at, need, &written) != SM_STATUS_SUCCESS) return 0;
+    if (child == nullptr || WriteBinary(*child, at, need, &written) != Status::kSuccess) return 0;
     return written;
   }
   written = need;
   const auto *children = reinterpret_cast<Config *const *>(entry.data());
-  if (ConfigArrayToBinaryArray(children, entry.childCount(), at, &written) != SM_STATUS_SUCCESS ||
+  if (SDOConfigArrayToBinaryArray(children, entry.childCount(), at, &written) != Status::kSuccess ||
       written > need) {
     return 0;
   }
@@ -46,11 +45,11 @@ uint32_t WriteNested(const Entry &entry, uint8_t *at, uint32_t need) {
 
 }  // namespace
 
-uint32_t WriteBinary(const Config &config, uint8_t *out, uint32_t room, uint32_t *written) {
+Status WriteBinary(const Config &config, uint8_t *out, uint32_t room, uint32_t *written) {
   const uint32_t count = config.count();
   const uint64_t tableEnd = kHeaderSize + uint64_t{kRecordSize} * count;
   *written = 0;
-  if (tableEnd > room) return SM_STATUS_ERROR;  // only a corrupted cached size gets here
+  if (tableEnd > room) return Status::kError;  // only a corrupted cached size gets here
   Store32(out, kObjectMagic);
   Store16(out + 4, static_cast<uint16_t>(count));
   Store16(out + 6, static_cast<uint16_t>(config.binarySize()));
@@ -85,26 +84,26 @@ uint32_t WriteBinary(const Config &config, uint8_t *out, uint32_t room, uint32_t
     recordOffset += kRecordSize;
   }
   *written = dataOffset;
-  return dataOffset == config.binarySize() ? SM_STATUS_SUCCESS : SM_STATUS_ERROR;
+  return dataOffset == config.binarySize() ? Status::kSuccess : Status::kError;
 }
 
-uint32_t ConfigToBinary(const Config *config, void *buffer, uint32_t *size) {
-  if (config == nullptr || buffer == nullptr || size == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status SDOConfigToBinary(const Config *config, void *buffer, uint32_t *size) {
+  if (config == nullptr || buffer == nullptr || size == nullptr) return Status::kInvalidParameter;
   // Callers size the buffer with the cached size first; a short one is refused
   // with the size out left as it was.
-  if (*size < config->binarySize()) return SM_STATUS_BUFFER_TOO_SMALL;
+  if (*size < config->binarySize()) return Status::kBufferTooSmall;
   uint32_t written = 0;
-  uint32_t status = WriteBinary(*config, static_cast<uint8_t *>(buffer), *size, &written);
+  Status status = WriteBinary(*config, static_cast<uint8_t *>(buffer), *size, &written);
   *size = written;
   return status;
 }
 
-Config *BinaryToConfig(const void *binary, uint32_t room, int depth) {
+Config *SDOBinaryToConfig(const void *binary, uint32_t room, int depth) {
   BinaryImage image;
   if (depth > kMaxNestingDepth || !image.Open(binary, room, BinaryImage::Kind::kObject)) {
     return nullptr;
   }
-  Config *config = Config::Create();
+  Config *config = SDOConfigAlloc();
   if (config == nullptr) return nullptr;
   bool converted = config->Reserve(image.count());
   for (uint32_t i = 0; converted && i < image.count(); ++i) {
@@ -113,87 +112,87 @@ Config *BinaryToConfig(const void *binary, uint32_t room, int depth) {
     // them: an image never carries it (children travel under code 12).
     converted =
         image.Value(i, &value) && (value.type & kTypeCodeMask) != kCodeConfig &&
-        config->Add(value.id, value.type, value.data, value.length, 0, depth) == SM_STATUS_SUCCESS;
+        config->Add(value.id, value.type, value.data, value.length, 0, depth) == Status::kSuccess;
   }
   if (!converted) {
-    Config::Destroy(config);
+    SDOConfigFree(config);
     return nullptr;
   }
   return config;
 }
 
-int32_t BinaryGetCount(const void *binary, uint16_t *isArray) {
+int32_t SDOBinaryGetCount(const void *binary, uint16_t *isArray) {
   const uint32_t magic = binary != nullptr ? HeaderMagic(binary) : 0;
   const bool known = magic == kObjectMagic || magic == kArrayMagic;
   if (isArray != nullptr) *isArray = magic == kArrayMagic ? 1 : 0;
   return known ? HeaderCount(binary) : -1;
 }
 
-uint32_t BinaryGetSize(const void *binary, uint16_t *isArray) {
+uint32_t SDOBinaryGetSize(const void *binary, uint16_t *isArray) {
   const uint32_t magic = binary != nullptr ? HeaderMagic(binary) : 0;
   const bool known = magic == kObjectMagic || magic == kArrayMagic;
   if (isArray != nullptr) *isArray = magic == kArrayMagic ? 1 : 0;
   return known ? HeaderTotal(binary) : 0;
 }
 
-uint32_t BinaryGetDataById(const void *binary, uint16_t id, uint8_t *type, void *buffer,
-                           uint32_t *size) {
-  if (binary == nullptr || !IsValidId(id) || size == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status SDOBinaryGetDataByID(const void *binary, uint16_t id, uint8_t *type, void *buffer,
+                            uint32_t *size) {
+  if (binary == nullptr || !IsValidId(id) || size == nullptr) return Status::kInvalidParameter;
   BinaryImage image;
-  if (!image.Open(binary, kMaxImageSize, BinaryImage::Kind::kObject)) return SM_STATUS_OS_FAILURE;
+  if (!image.Open(binary, kMaxImageSize, BinaryImage::Kind::kObject)) return Status::kOsFailure;
   const uint32_t index = image.Find(id);
-  if (index == image.count()) return SM_STATUS_NOT_AVAILABLE;
+  if (index == image.count()) return Status::kNotAvailable;
   RecordValue value;
-  if (!image.Value(index, &value)) return SM_STATUS_OS_FAILURE;
+  if (!image.Value(index, &value)) return Status::kOsFailure;
   // By ID an inline value reads as its whole 4-byte slot (a 1-byte value comes
   // back as 4 bytes, its value first); reading by index gives the real length.
   // Callers of both rely on the difference.
   const uint32_t length = value.isInline ? kInlineSlot : value.length;
   if (buffer == nullptr || *size < length) {
     *size = length;
-    return SM_STATUS_BUFFER_TOO_SMALL;
+    return Status::kBufferTooSmall;
   }
   std::memcpy(buffer, value.data, length);
   *size = length;
   if (type != nullptr) *type = value.type;
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-uint32_t BinaryGetDataByIndex(const void *binary, uint32_t index, uint16_t *id, uint8_t *type,
-                              void *buffer, uint32_t *size) {
-  if (binary == nullptr || id == nullptr || size == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status SDOBinaryGetDataByIndex(const void *binary, uint32_t index, uint16_t *id, uint8_t *type,
+                               void *buffer, uint32_t *size) {
+  if (binary == nullptr || id == nullptr || size == nullptr) return Status::kInvalidParameter;
   // The index is tested against the header's count before the magic.
-  if (index >= HeaderCount(binary)) return SM_STATUS_NOT_IN_USE;
+  if (index >= HeaderCount(binary)) return Status::kNotInUse;
   BinaryImage image;
   RecordValue value;
   if (!image.Open(binary, kMaxImageSize, BinaryImage::Kind::kObject) ||
       !image.Value(index, &value)) {
-    return SM_STATUS_OS_FAILURE;
+    return Status::kOsFailure;
   }
   if (buffer == nullptr || *size < value.length) {
     *size = value.length;
-    return SM_STATUS_BUFFER_TOO_SMALL;
+    return Status::kBufferTooSmall;
   }
   std::memcpy(buffer, value.data, value.length);
   *id = value.id;
   *size = value.length;
   if (type != nullptr) *type = value.type;
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-uint32_t BinarySetData(void *binary, uint32_t *size, uint16_t id, uint8_t type, const void *data,
-                       uint32_t dataSize) {
+Status SDOBinarySetData(void *binary, uint32_t *size, uint16_t id, uint8_t type, const void *data,
+                        uint32_t dataSize) {
   if (binary == nullptr || size == nullptr || data == nullptr || !IsValidId(id) || type == 0) {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
-  if (*size <= 15) return SM_STATUS_BUFFER_TOO_SMALL;
+  if (*size <= 15) return Status::kBufferTooSmall;
   BinaryImage image;
-  if (!image.Open(binary, *size, BinaryImage::Kind::kObject)) return SM_STATUS_INVALID_PARAMETER;
+  if (!image.Open(binary, *size, BinaryImage::Kind::kObject)) return Status::kInvalidParameter;
   const uint32_t index = image.Find(id);
-  if (index == image.count()) return SM_STATUS_NOT_AVAILABLE;  // this never adds an ID
+  if (index == image.count()) return Status::kNotAvailable;  // this never adds an ID
   RecordValue value;
-  if (!image.Value(index, &value)) return SM_STATUS_INVALID_PARAMETER;
-  if (value.type != type) return SM_STATUS_NOT_AVAILABLE;
+  if (!image.Value(index, &value)) return Status::kInvalidParameter;
+  if (value.type != type) return Status::kNotAvailable;
 
   auto *record = static_cast<uint8_t *>(binary) + (image.Record(index) - image.base());
   if (value.isInline && dataSize <= kInlineSlot) {
@@ -202,29 +201,29 @@ uint32_t BinarySetData(void *binary, uint32_t *size, uint16_t id, uint8_t type, 
     std::memcpy(record + 4, data, dataSize);
     record[3] = static_cast<uint8_t>((dataSize - 1) & 3u);
     *size = image.totalSize();
-    return SM_STATUS_SUCCESS;
+    return Status::kSuccess;
   }
   if (!value.isInline && dataSize == value.length) {
     std::memmove(static_cast<uint8_t *>(binary) + (value.data - image.base()), data, dataSize);
     *size = image.totalSize();
-    return SM_STATUS_SUCCESS;
+    return Status::kSuccess;
   }
 
   // The length changes: rebuild the block from a config holding the new value.
-  Config *config = BinaryToConfig(binary, *size, 0);
-  if (config == nullptr) return SM_STATUS_NOT_AVAILABLE;
-  uint32_t status = config->Add(id, type, data, dataSize, 1, 0);
-  if (status == SM_STATUS_SUCCESS) {
+  Config *config = SDOBinaryToConfig(binary, *size, 0);
+  if (config == nullptr) return Status::kNotAvailable;
+  Status status = config->Add(id, type, data, dataSize, 1, 0);
+  if (Ok(status)) {
     if (config->binarySize() > *size) {
       *size = config->binarySize();
-      status = SM_STATUS_BUFFER_TOO_SMALL;
+      status = Status::kBufferTooSmall;
     } else {
       uint32_t room = *size;
-      status = ConfigToBinary(config, binary, &room);
+      status = SDOConfigToBinary(config, binary, &room);
       *size = HeaderTotal(binary);
     }
   }
-  Config::Destroy(config);
+  SDOConfigFree(config);
   return status;
 }
 
@@ -248,8 +247,8 @@ class Walker {
 
   // Visits one image: begin, its elements or records, end. A non-zero result
   // from begin, entry or a nested visit ends the whole walk.
-  uint32_t Visit(const uint8_t *base, uint32_t room, uint32_t parentCookie, int32_t elementIndex,
-                 bool visitRecords, int depth) const;
+  Status Visit(const uint8_t *base, uint32_t room, uint32_t parentCookie, int32_t elementIndex,
+               bool visitRecords, int depth) const;
 
  private:
   uint32_t context_;
@@ -289,62 +288,64 @@ bool Walker::Check(const uint8_t *base, uint32_t room, bool visitRecords, int de
   return true;
 }
 
-uint32_t Walker::Visit(const uint8_t *base, uint32_t room, uint32_t parentCookie,
-                       int32_t elementIndex, bool visitRecords, int depth) const {
+Status Walker::Visit(const uint8_t *base, uint32_t room, uint32_t parentCookie,
+                     int32_t elementIndex, bool visitRecords, int depth) const {
   BinaryImage image;
   if (depth > kMaxNestingDepth || !image.Open(base, room, BinaryImage::Kind::kEither)) {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
   const uint32_t count = image.count();
-  if (count == 0) return SM_STATUS_SUCCESS;  // an empty image makes no callback
+  if (count == 0) return Status::kSuccess;  // an empty image makes no callback
   const uint32_t isArray = image.isArray() ? 1 : 0;
-  uint32_t result = begin_(context_, parentCookie, isArray, count, elementIndex, base);
-  if (result != 0) return result;
+  // Callback results are the caller's codes; a non-zero one is passed back
+  // as the walk's result.
+  Status result = FromC(begin_(context_, parentCookie, isArray, count, elementIndex, base));
+  if (!Ok(result)) return result;
 
   if (isArray != 0) {
     // Elements always get their begin and end; their records only on recursion.
     uint32_t offset = kHeaderSize;
     for (uint32_t i = 0; i < count; ++i) {
       uint32_t size = 0;
-      if (!image.Element(offset, &size)) return SM_STATUS_INVALID_PARAMETER;
+      if (!image.Element(offset, &size)) return Status::kInvalidParameter;
       result =
           Visit(base + offset, size, parentCookie, static_cast<int32_t>(i), recurse_, depth + 1);
-      if (result != 0) return result;
+      if (!Ok(result)) return result;
       offset += size;
     }
   } else if (visitRecords) {
     for (uint32_t i = 0; i < count; ++i) {
       RecordValue value;
-      if (!image.Value(i, &value)) return SM_STATUS_INVALID_PARAMETER;
+      if (!image.Value(i, &value)) return Status::kInvalidParameter;
       uint32_t cookie = 0;
       const uint8_t type = value.type;
-      result = entry_(context_, &cookie, value.id, type >> 6, (type >> 5) & 1u, (type >> 4) & 1u,
-                      type & kTypeCodeMask, value.length, value.data);
-      if (result != 0) return result;
+      result = FromC(entry_(context_, &cookie, value.id, type >> 6, (type >> 5) & 1u,
+                            (type >> 4) & 1u, type & kTypeCodeMask, value.length, value.data));
+      if (!Ok(result)) return result;
       if ((type & kTypeCodeMask) == kCodeBinary && recurse_) {
         result = Visit(value.data, value.length, cookie, -1, true, depth + 1);
-        if (result != 0) return result;
+        if (!Ok(result)) return result;
       }
-      if (afterEntry_ != nullptr) result = afterEntry_(context_, cookie);
+      if (afterEntry_ != nullptr) result = FromC(afterEntry_(context_, cookie));
     }
   }
-  if (end_ != nullptr) result = end_(context_, parentCookie, isArray);
+  if (end_ != nullptr) result = FromC(end_(context_, parentCookie, isArray));
   return result;
 }
 
 }  // namespace
 
-uint32_t BinaryWalk(const void *binary, uint32_t context, SMSDOBinaryWalkBeginFn begin,
-                    SMSDOBinaryWalkEntryFn entry, SMSDOBinaryWalkAfterEntryFn afterEntry,
-                    SMSDOBinaryWalkEndFn end, uint32_t recurse) {
+Status SDOBinaryWalk(const void *binary, uint32_t context, SMSDOBinaryWalkBeginFn begin,
+                     SMSDOBinaryWalkEntryFn entry, SMSDOBinaryWalkAfterEntryFn afterEntry,
+                     SMSDOBinaryWalkEndFn end, uint32_t recurse) {
   if (binary == nullptr || begin == nullptr || entry == nullptr) {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
   // The flag is compared as a signed 16-bit number: only its low half counts.
   const bool recurseFlag = static_cast<int16_t>(recurse) == 1;
   const Walker walker(context, begin, entry, afterEntry, end, recurseFlag);
   const auto *base = static_cast<const uint8_t *>(binary);
-  if (!walker.Check(base, kMaxImageSize, true, 0)) return SM_STATUS_INVALID_PARAMETER;
+  if (!walker.Check(base, kMaxImageSize, true, 0)) return Status::kInvalidParameter;
   return walker.Visit(base, kMaxImageSize, 0, -1, true, 0);
 }
 

@@ -12,33 +12,34 @@ namespace kx::sdo {
 
 // Writes `config`'s image into out[0, room): header, records, values, nested
 // images written directly into the data area. *written is the data cursor
-// reached. 0 when that equals the cached binary size, else 0xFFFFFFFF (a
+// reached. kSuccess when that equals the cached binary size, else kError (a
 // nested conversion failed or the cached size was recomputed); a value that
 // would pass `room` stops the writing, which then fails the same way.
-uint32_t WriteBinary(const Config &config, uint8_t *out, uint32_t room, uint32_t *written);
+Status WriteBinary(const Config &config, uint8_t *out, uint32_t room, uint32_t *written);
 
-// SMSDOConfigToBinary: 271 for null arguments, 16 (size unchanged) for room
-// below the cached size, else WriteBinary's status with *size = bytes written.
-uint32_t ConfigToBinary(const Config *config, void *buffer, uint32_t *size);
+// SMSDOConfigToBinary: kInvalidParameter for null arguments, kBufferTooSmall
+// (size unchanged) for room below the cached size, else WriteBinary's status
+// with *size = bytes written.
+Status SDOConfigToBinary(const Config *config, void *buffer, uint32_t *size);
 
 // A new config from the object image at `binary`, of which at most `room` bytes
 // may be read; null when the image is absent, inconsistent, nested deeper than
 // the bound, or any value does not add. `depth` is the image's nesting level.
-Config *BinaryToConfig(const void *binary, uint32_t room, int depth);
+Config *SDOBinaryToConfig(const void *binary, uint32_t room, int depth);
 
-int32_t BinaryGetCount(const void *binary, uint16_t *isArray);
-uint32_t BinaryGetSize(const void *binary, uint16_t *isArray);
-uint32_t BinaryGetDataById(const void *binary, uint16_t id, uint8_t *type, void *buffer,
-                           uint32_t *size);
-uint32_t BinaryGetDataByIndex(const void *binary, uint32_t index, uint16_t *id, uint8_t *type,
-                              void *buffer, uint32_t *size);
-uint32_t BinarySetData(void *binary, uint32_t *size, uint16_t id, uint8_t type, const void *data,
-                       uint32_t dataSize);
+int32_t SDOBinaryGetCount(const void *binary, uint16_t *isArray);
+uint32_t SDOBinaryGetSize(const void *binary, uint16_t *isArray);
+Status SDOBinaryGetDataByID(const void *binary, uint16_t id, uint8_t *type, void *buffer,
+                            uint32_t *size);
+Status SDOBinaryGetDataByIndex(const void *binary, uint32_t index, uint16_t *id, uint8_t *type,
+                               void *buffer, uint32_t *size);
+Status SDOBinarySetData(void *binary, uint32_t *size, uint16_t id, uint8_t type, const void *data,
+                        uint32_t dataSize);
 
 // SMSDOBinaryWalk. The whole image is checked before the first callback, so
-// an inconsistent one is refused (271) without any call.
-uint32_t BinaryWalk(const void *binary, uint32_t context, SMSDOBinaryWalkBeginFn begin,
-                    SMSDOBinaryWalkEntryFn entry, SMSDOBinaryWalkAfterEntryFn afterEntry,
-                    SMSDOBinaryWalkEndFn end, uint32_t recurse);
+// an inconsistent one is refused (kInvalidParameter) without any call.
+Status SDOBinaryWalk(const void *binary, uint32_t context, SMSDOBinaryWalkBeginFn begin,
+                     SMSDOBinaryWalkEntryFn entry, SMSDOBinaryWalkAfterEntryFn afterEntry,
+                     SMSDOBinaryWalkEndFn end, uint32_t recurse);
 
 }  // namespace kx::sdo

@@ -5,10 +5,8 @@
 #include "sdo/binary_array.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
-#include "kxsupt/base.h"
 #include "sdo/binary.h"
 #include "sdo/binary_image.h"
 
@@ -31,74 +29,74 @@ bool StepToElement(const BinaryImage &image, uint32_t index, uint32_t *offset, u
 
 }  // namespace
 
-uint32_t BinaryArrayInitHeader(void *buffer, uint32_t bufferSize) {
-  if (buffer == nullptr) return SM_STATUS_INVALID_PARAMETER;
-  if (bufferSize < kHeaderSize) return SM_STATUS_BUFFER_TOO_SMALL;
+Status SDOBinaryArrayInitHeader(void *buffer, uint32_t bufferSize) {
+  if (buffer == nullptr) return Status::kInvalidParameter;
+  if (bufferSize < kHeaderSize) return Status::kBufferTooSmall;
   auto *out = static_cast<uint8_t *>(buffer);
   Store32(out, kArrayMagic);
   Store16(out + 4, 0);
   Store16(out + 6, kHeaderSize);
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-uint32_t BinaryArrayAddData(void *array, uint32_t *size, const void *element,
-                            uint32_t elementSize) {
+Status SDOBinaryArrayAddData(void *array, uint32_t *size, const void *element,
+                             uint32_t elementSize) {
   if (array == nullptr || size == nullptr || element == nullptr) {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
-  if (*size <= 15) return SM_STATUS_BUFFER_TOO_SMALL;
+  if (*size <= 15) return Status::kBufferTooSmall;
   BinaryImage image;
   uint32_t end = 0;
   uint32_t unused = 0;
   if (!image.Open(array, *size, BinaryImage::Kind::kArray) ||
       !StepToElement(image, image.count(), &end, &unused)) {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
   const uint64_t needed = uint64_t{end} + elementSize;
   if (*size < needed) {
     *size = static_cast<uint32_t>(std::min<uint64_t>(needed, UINT32_MAX));
-    return SM_STATUS_BUFFER_TOO_SMALL;
+    return Status::kBufferTooSmall;
   }
-  if (needed > kMaxImageSize) return SM_STATUS_BUFFER_TOO_SMALL;  // size out unchanged
+  if (needed > kMaxImageSize) return Status::kBufferTooSmall;  // size out unchanged
   // The element is copied as given: its magic is the caller's business.
   auto *out = static_cast<uint8_t *>(array);
   std::memmove(out + end, element, elementSize);
   Store16(out + 6, static_cast<uint16_t>(needed));
   Store16(out + 4, static_cast<uint16_t>(image.count() + 1));
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-uint32_t BinaryArrayGetByIndex(const void *array, uint32_t index, void *buffer, uint32_t *size) {
-  if (array == nullptr || size == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status SDOBinaryArrayGetByIndex(const void *array, uint32_t index, void *buffer, uint32_t *size) {
+  if (array == nullptr || size == nullptr) return Status::kInvalidParameter;
   BinaryImage image;
-  if (!image.Open(array, kMaxImageSize, BinaryImage::Kind::kArray)) return SM_STATUS_OS_FAILURE;
-  if (index >= image.count()) return SM_STATUS_NOT_AVAILABLE;
+  if (!image.Open(array, kMaxImageSize, BinaryImage::Kind::kArray)) return Status::kOsFailure;
+  if (index >= image.count()) return Status::kNotAvailable;
   uint32_t offset = 0;
   uint32_t length = 0;
   if (!StepToElement(image, index, &offset, &length) ||
       HeaderMagic(image.base() + offset) != kObjectMagic) {
-    return SM_STATUS_OS_FAILURE;
+    return Status::kOsFailure;
   }
   if (buffer == nullptr || *size < length) {
     *size = length;
-    return SM_STATUS_BUFFER_TOO_SMALL;
+    return Status::kBufferTooSmall;
   }
   std::memcpy(buffer, image.base() + offset, length);
   *size = length;
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-uint32_t ConfigArrayToBinaryArray(Config *const *configs, uint32_t count, void *buffer,
-                                  uint32_t *size) {
-  if (configs == nullptr || size == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status SDOConfigArrayToBinaryArray(Config *const *configs, uint32_t count, void *buffer,
+                                   uint32_t *size) {
+  if (configs == nullptr || size == nullptr) return Status::kInvalidParameter;
   const uint32_t room = *size;
   auto *out = static_cast<uint8_t *>(buffer);
   // Measuring starts from 0, not from the header's 8 bytes: callers that only
   // measure add the header themselves, and depend on that.
   uint32_t total = 0;
   if (out != nullptr) {
-    uint32_t status = BinaryArrayInitHeader(out, room);
-    if (status != SM_STATUS_SUCCESS) return status;
+    Status status = SDOBinaryArrayInitHeader(out, room);
+    if (!Ok(status)) return status;
     total = kHeaderSize;
   }
   uint32_t appended = 0;
@@ -109,70 +107,70 @@ uint32_t ConfigArrayToBinaryArray(Config *const *configs, uint32_t count, void *
     uint32_t written = 0;
     if (out != nullptr && room >= uint64_t{total} + imageSize) {
       // The element will be appended: convert it straight into place.
-      uint32_t status = WriteBinary(*config, out + total, imageSize, &written);
-      if (status != SM_STATUS_SUCCESS) return status;
+      Status status = WriteBinary(*config, out + total, imageSize, &written);
+      if (!Ok(status)) return status;
       total += written;
-      if (total > kMaxImageSize) return SM_STATUS_BUFFER_TOO_SMALL;  // as the append refuses it
+      if (total > kMaxImageSize) return Status::kBufferTooSmall;  // as the append refuses it
       Store16(out + 6, static_cast<uint16_t>(total));
       Store16(out + 4, static_cast<uint16_t>(++appended));
       continue;
     }
     // It will not be appended (or there is no buffer): convert it only to learn
     // its size. An element that does not fit is left out without an error.
-    auto *scratch = static_cast<uint8_t *>(std::malloc(std::max<uint32_t>(imageSize, 1)));
-    if (scratch == nullptr) return SM_STATUS_NO_MEMORY;
-    uint32_t status = WriteBinary(*config, scratch, imageSize, &written);
-    std::free(scratch);
-    if (status != SM_STATUS_SUCCESS) return status;
+    auto *scratch = static_cast<uint8_t *>(base::AllocMem(std::max<uint32_t>(imageSize, 1)));
+    if (scratch == nullptr) return Status::kNoMemory;
+    Status status = WriteBinary(*config, scratch, imageSize, &written);
+    base::FreeMem(scratch);
+    if (!Ok(status)) return status;
     total += written;
   }
   *size = total;
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-uint32_t BinaryArrayToConfigArray(const void *array, uint32_t room, Config **configs,
-                                  uint32_t *count, int depth) {
-  if (array == nullptr || count == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status SDOBinaryArrayToConfigArray(const void *array, uint32_t room, Config **configs,
+                                   uint32_t *count, int depth) {
+  if (array == nullptr || count == nullptr) return Status::kInvalidParameter;
   BinaryImage image;
-  if (!image.Open(array, room, BinaryImage::Kind::kArray)) return SM_STATUS_OS_FAILURE;
+  if (!image.Open(array, room, BinaryImage::Kind::kArray)) return Status::kOsFailure;
   const uint32_t capacity = *count;
   const uint32_t elements = image.count();
   if (capacity < elements) {
     *count = elements;
-    return SM_STATUS_BUFFER_TOO_SMALL;
+    return Status::kBufferTooSmall;
   }
   if (configs == nullptr) {
-    if (elements != 0) return SM_STATUS_INVALID_PARAMETER;
+    if (elements != 0) return Status::kInvalidParameter;
     *count = 0;
-    return SM_STATUS_SUCCESS;
+    return Status::kSuccess;
   }
-  uint32_t status = SM_STATUS_SUCCESS;
+  Status status = Status::kSuccess;
   uint32_t offset = kHeaderSize;
   for (uint32_t i = 0; i < elements; ++i) {
     uint32_t size = 0;
     if (!image.Element(offset, &size) || HeaderMagic(image.base() + offset) != kObjectMagic) {
-      status = SM_STATUS_OS_FAILURE;
+      status = Status::kOsFailure;
       break;
     }
-    Config *config = BinaryToConfig(image.base() + offset, size, depth + 1);
+    Config *config = SDOBinaryToConfig(image.base() + offset, size, depth + 1);
     if (config == nullptr) {
-      status = SM_STATUS_ERROR;
+      status = Status::kError;
       break;
     }
     configs[i] = config;
     offset += size;
   }
-  if (status != SM_STATUS_SUCCESS) {
+  if (!Ok(status)) {
     // The caller's whole array is cleared: it held only nulls, or handles it
     // was willing to lose.
     for (uint32_t i = 0; i < capacity; ++i) {
-      Config::Destroy(configs[i]);
+      SDOConfigFree(configs[i]);
       configs[i] = nullptr;
     }
     return status;
   }
   *count = elements;
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
 }  // namespace kx::sdo

@@ -9,19 +9,20 @@
 
 namespace kx::sdo {
 
-uint32_t BinaryArrayInitHeader(void *buffer, uint32_t bufferSize);
-uint32_t BinaryArrayAddData(void *array, uint32_t *size, const void *element, uint32_t elementSize);
-uint32_t BinaryArrayGetByIndex(const void *array, uint32_t index, void *buffer, uint32_t *size);
+Status SDOBinaryArrayInitHeader(void *buffer, uint32_t bufferSize);
+Status SDOBinaryArrayAddData(void *array, uint32_t *size, const void *element,
+                             uint32_t elementSize);
+Status SDOBinaryArrayGetByIndex(const void *array, uint32_t index, void *buffer, uint32_t *size);
 
 // SMSDOConfigArrayToBinaryArray: a null buffer only measures (without the
 // header); elements that no longer fit the room are left out silently.
-uint32_t ConfigArrayToBinaryArray(Config *const *configs, uint32_t count, void *buffer,
-                                  uint32_t *size);
+Status SDOConfigArrayToBinaryArray(Config *const *configs, uint32_t count, void *buffer,
+                                   uint32_t *size);
 
 // SMSDOBinaryArrayToConfigArray over an array image of which at most `room`
 // bytes may be read, nested at `depth`. On a failure after the capacity test
 // every non-null handle within the capacity is freed and set to null.
-uint32_t BinaryArrayToConfigArray(const void *array, uint32_t room, Config **configs,
-                                  uint32_t *count, int depth);
+Status SDOBinaryArrayToConfigArray(const void *array, uint32_t room, Config **configs,
+                                   uint32_t *count, int depth);
 
 }  // namespace kx::sdo

@@ -10,33 +10,33 @@ using kx::sdo::FromHandle;
 extern "C" {
 
 SMStatus SMSDOConfigToBinary(const SDOConfig *pConfig, void *pBuffer, uint32_t *pSize) {
-  return kx::sdo::ConfigToBinary(FromHandle(pConfig), pBuffer, pSize);
+  return kx::ToC(kx::sdo::SDOConfigToBinary(FromHandle(pConfig), pBuffer, pSize));
 }
 SDOConfig *SMSDOBinaryToConfig(const void *pBinary) {
-  return kx::sdo::ToHandle(kx::sdo::BinaryToConfig(pBinary, kx::sdo::kMaxImageSize, 0));
+  return kx::sdo::ToHandle(kx::sdo::SDOBinaryToConfig(pBinary, kx::sdo::kMaxImageSize, 0));
 }
 int32_t SMSDOBinaryGetCount(const void *pBinary, uint16_t *pIsArray) {
-  return kx::sdo::BinaryGetCount(pBinary, pIsArray);
+  return kx::sdo::SDOBinaryGetCount(pBinary, pIsArray);
 }
 uint32_t SMSDOBinaryGetSize(const void *pBinary, uint16_t *pIsArray) {
-  return kx::sdo::BinaryGetSize(pBinary, pIsArray);
+  return kx::sdo::SDOBinaryGetSize(pBinary, pIsArray);
 }
 SMStatus SMSDOBinaryGetDataByID(const void *pBinary, uint16_t id, uint8_t *pType, void *pBuffer,
                                 uint32_t *pSize) {
-  return kx::sdo::BinaryGetDataById(pBinary, id, pType, pBuffer, pSize);
+  return kx::ToC(kx::sdo::SDOBinaryGetDataByID(pBinary, id, pType, pBuffer, pSize));
 }
 SMStatus SMSDOBinaryGetDataByIndex(const void *pBinary, uint32_t index, uint16_t *pID,
                                    uint8_t *pType, void *pBuffer, uint32_t *pSize) {
-  return kx::sdo::BinaryGetDataByIndex(pBinary, index, pID, pType, pBuffer, pSize);
+  return kx::ToC(kx::sdo::SDOBinaryGetDataByIndex(pBinary, index, pID, pType, pBuffer, pSize));
 }
 SMStatus SMSDOBinarySetData(void *pBinary, uint32_t *pSize, uint16_t id, uint8_t type,
                             const void *pData, uint32_t dataSize) {
-  return kx::sdo::BinarySetData(pBinary, pSize, id, type, pData, dataSize);
+  return kx::ToC(kx::sdo::SDOBinarySetData(pBinary, pSize, id, type, pData, dataSize));
 }
 SMStatus SMSDOBinaryWalk(const void *pBinary, uint32_t context, SMSDOBinaryWalkBeginFn begin,
                          SMSDOBinaryWalkEntryFn entry, SMSDOBinaryWalkAfterEntryFn afterEntry,
                          SMSDOBinaryWalkEndFn end, uint32_t recurse) {
-  return kx::sdo::BinaryWalk(pBinary, context, begin, entry, afterEntry, end, recurse);
+  return kx::ToC(kx::sdo::SDOBinaryWalk(pBinary, context, begin, entry, afterEntry, end, recurse));
 }
 
 }  // extern "C"

@@ -6,11 +6,9 @@
 #include "sdo/config.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <new>
 
-#include "kxsupt/base.h"
 #include "sdo/binary.h"
 #include "sdo/binary_array.h"
 #include "sdo/binary_image.h"
@@ -43,11 +41,11 @@ void ReleaseEntry(Entry *entry, const Entry *keeper = nullptr) {
     for (uint32_t i = 0; i < entry->childCount(); ++i) {
       Config *child = entry->child(i);
       if (child != nullptr && (keeper == nullptr || !HoldsChild(*keeper, child))) {
-        Config::Destroy(child);
+        SDOConfigFree(child);
       }
     }
   }
-  std::free(entry);
+  base::FreeMem(entry);
 }
 
 template <typename Index>  // const or mutable slots
@@ -58,12 +56,12 @@ auto LowerBound(Index &index, uint16_t id) {
 
 // Copies a found value out: a null buffer or one too small gives 16, and the
 // size out is the value's size in every case.
-uint32_t CopyOut(const Entry &entry, void *buffer, uint32_t *size) {
+Status CopyOut(const Entry &entry, void *buffer, uint32_t *size) {
   uint32_t room = *size;
   *size = entry.size;
-  if (buffer == nullptr || room < entry.size) return SM_STATUS_BUFFER_TOO_SMALL;
+  if (buffer == nullptr || room < entry.size) return Status::kBufferTooSmall;
   std::memcpy(buffer, entry.data(), entry.size);
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
 }  // namespace
@@ -88,12 +86,15 @@ uint64_t BinaryValueSize(uint8_t type, const uint8_t *value, uint32_t size) {
   return sum;
 }
 
-Config *Config::Create() {
-  return new (std::nothrow) Config;
+Config *SDOConfigAlloc() {
+  void *block = base::AllocMem(sizeof(Config));
+  return block != nullptr ? new (block) Config : nullptr;
 }
 
-void Config::Destroy(Config *config) {
-  delete config;
+void SDOConfigFree(Config *config) {
+  if (config == nullptr) return;
+  config->~Config();
+  base::FreeMem(config);
 }
 
 Config::~Config() {
@@ -119,10 +120,10 @@ const Entry *Config::Find(uint16_t id) const {
   return it != index_.end() && it->id == id ? it->entry : nullptr;
 }
 
-uint32_t Config::Add(uint16_t id, uint8_t type, const void *data, uint32_t size, uint32_t replace,
-                     int depth) {
+Status Config::Add(uint16_t id, uint8_t type, const void *data, uint32_t size, uint32_t replace,
+                   int depth) {
   if (!IsValidId(id) || type == 0 || data == nullptr || size == 0) {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
   const uint8_t code = type & kTypeCodeMask;
   const auto *bytes = static_cast<const uint8_t *>(data);
@@ -133,57 +134,57 @@ uint32_t Config::Add(uint16_t id, uint8_t type, const void *data, uint32_t size,
     if ((type & kArrayFlag) == 0) {
       return Store(id, type, reinterpret_cast<const uint8_t *>(&data), kHandleSize, replace);
     }
-    if (size % kHandleSize != 0) return SM_STATUS_INVALID_PARAMETER;
+    if (size % kHandleSize != 0) return Status::kInvalidParameter;
     return Store(id, type, bytes, size, replace);
   }
   if (code != kCodeBinary) return Store(id, type, bytes, size, replace);
 
   // Code 12: a binary image, converted into children on the way in. Its size
   // bounds every read of the image.
-  if (size < 4) return SM_STATUS_INVALID_PARAMETER;
+  if (size < 4) return Status::kInvalidParameter;
   const uint32_t magic = Load32(bytes);
   if (magic == kObjectMagic) {
-    Config *child = BinaryToConfig(bytes, size, depth + 1);
-    if (child == nullptr) return SM_STATUS_ERROR;
-    uint32_t status = Store(id, attributes | kCodeConfig, reinterpret_cast<const uint8_t *>(&child),
-                            kHandleSize, replace);
-    if (status != SM_STATUS_SUCCESS) Destroy(child);  // never handed out: not to be lost
+    Config *child = SDOBinaryToConfig(bytes, size, depth + 1);
+    if (child == nullptr) return Status::kError;
+    Status status = Store(id, attributes | kCodeConfig, reinterpret_cast<const uint8_t *>(&child),
+                          kHandleSize, replace);
+    if (!Ok(status)) SDOConfigFree(child);  // never handed out: not to be lost
     return status;
   }
-  if (magic != kArrayMagic) return SM_STATUS_INVALID_PARAMETER;
+  if (magic != kArrayMagic) return Status::kInvalidParameter;
   // An inconsistent header is refused as the conversion refuses it, before
   // its count sizes an allocation.
   BinaryImage array;
-  if (!array.Open(bytes, size, BinaryImage::Kind::kArray)) return SM_STATUS_OS_FAILURE;
+  if (!array.Open(bytes, size, BinaryImage::Kind::kArray)) return Status::kOsFailure;
   const uint32_t elements = array.count();
   Config **children = nullptr;
   if (elements != 0) {
-    children = static_cast<Config **>(std::calloc(elements, sizeof(Config *)));
-    if (children == nullptr) return SM_STATUS_NO_MEMORY;
+    children = static_cast<Config **>(base::AllocZeroed(elements, sizeof(Config *)));
+    if (children == nullptr) return Status::kNoMemory;
   }
   uint32_t converted = elements;
-  uint32_t status = BinaryArrayToConfigArray(bytes, size, children, &converted, depth + 1);
-  if (status == SM_STATUS_SUCCESS) {
+  Status status = SDOBinaryArrayToConfigArray(bytes, size, children, &converted, depth + 1);
+  if (Ok(status)) {
     status = Store(id, attributes | kArrayFlag | kCodeConfig,
                    reinterpret_cast<const uint8_t *>(children), elements * kHandleSize, replace);
-    if (status != SM_STATUS_SUCCESS) {
-      for (uint32_t i = 0; i < elements; ++i) Destroy(children[i]);
+    if (!Ok(status)) {
+      for (uint32_t i = 0; i < elements; ++i) SDOConfigFree(children[i]);
     }
   }
-  std::free(children);  // the entry keeps its own copy of the handles
+  base::FreeMem(children);  // the entry keeps its own copy of the handles
   return status;
 }
 
-uint32_t Config::Store(uint16_t id, uint8_t type, const uint8_t *value, uint32_t size,
-                       uint32_t replace) {
-  if (index_.size() >= kMaxCount) return SM_STATUS_WRITE_FAILED;
+Status Config::Store(uint16_t id, uint8_t type, const uint8_t *value, uint32_t size,
+                     uint32_t replace) {
+  if (index_.size() >= kMaxCount) return Status::kWriteFailed;
   // The limit counts the old value too when replacing: a replacement that would
   // fit only once the old value has gone is refused.
   const uint64_t cost = EntryCost(BinaryValueSize(type, value, size));
-  if (binarySize_ + cost > kMaxImageSize) return SM_STATUS_WRITE_FAILED;
+  if (binarySize_ + cost > kMaxImageSize) return Status::kWriteFailed;
 
-  auto *entry = static_cast<Entry *>(std::calloc(1, sizeof(Entry) + size));
-  if (entry == nullptr) return SM_STATUS_NO_MEMORY;
+  auto *entry = static_cast<Entry *>(base::AllocZeroed(1, sizeof(Entry) + size));
+  if (entry == nullptr) return Status::kNoMemory;
   entry->size = size;
   entry->id = id;
   entry->type = type;
@@ -192,15 +193,15 @@ uint32_t Config::Store(uint16_t id, uint8_t type, const uint8_t *value, uint32_t
   auto it = LowerBound(index_, id);
   if (it != index_.end() && it->id == id) {
     if (replace != 1) {
-      std::free(entry);
-      return SM_STATUS_IN_USE;
+      base::FreeMem(entry);
+      return Status::kInUse;
     }
     Entry *old = it->entry;
     const uint64_t oldCost = EntryCost(*old);
     it->entry = entry;
     binarySize_ = static_cast<uint32_t>(binarySize_ + cost - oldCost);
     ReleaseEntry(old, entry);
-    return SM_STATUS_SUCCESS;
+    return Status::kSuccess;
   }
   const auto position = it - index_.begin();
   try {
@@ -209,52 +210,52 @@ uint32_t Config::Store(uint16_t id, uint8_t type, const uint8_t *value, uint32_t
     }
     index_.insert(index_.begin() + position, Slot{entry, id});
   } catch (const std::bad_alloc &) {
-    std::free(entry);
-    return SM_STATUS_NO_MEMORY;
+    base::FreeMem(entry);
+    return Status::kNoMemory;
   }
   binarySize_ += static_cast<uint32_t>(cost);
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-uint32_t Config::GetById(uint16_t id, uint8_t *type, void *buffer, uint32_t *size) const {
-  if (!IsValidId(id) || size == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status Config::GetById(uint16_t id, uint8_t *type, void *buffer, uint32_t *size) const {
+  if (!IsValidId(id) || size == nullptr) return Status::kInvalidParameter;
   const Entry *entry = Find(id);
-  if (entry == nullptr) return SM_STATUS_NOT_AVAILABLE;
+  if (entry == nullptr) return Status::kNotAvailable;
   if (type != nullptr) *type = entry->type;
   return CopyOut(*entry, buffer, size);
 }
 
-uint32_t Config::GetByIndex(uint32_t index, uint16_t *id, uint8_t *type, void *buffer,
-                            uint32_t *size) const {
-  if (id == nullptr || size == nullptr) return SM_STATUS_INVALID_PARAMETER;
-  if (index >= count()) return SM_STATUS_NOT_IN_USE;
+Status Config::GetByIndex(uint32_t index, uint16_t *id, uint8_t *type, void *buffer,
+                          uint32_t *size) const {
+  if (id == nullptr || size == nullptr) return Status::kInvalidParameter;
+  if (index >= count()) return Status::kNotInUse;
   const Entry *entry = index_[index].entry;
   *id = entry->id;
   if (type != nullptr) *type = entry->type;
   return CopyOut(*entry, buffer, size);
 }
 
-uint32_t Config::Remove(uint16_t id, uint32_t index, uint32_t removeAll) {
+Status Config::Remove(uint16_t id, uint32_t index, uint32_t removeAll) {
   if (removeAll != 0) {
     Clear();
     binarySize_ = kEmptyBinarySize;
-    return SM_STATUS_SUCCESS;
+    return Status::kSuccess;
   }
   size_t position;
   if (IsValidId(id)) {
     auto it = LowerBound(index_, id);
-    if (it == index_.end() || it->id != id) return SM_STATUS_NOT_AVAILABLE;
+    if (it == index_.end() || it->id != id) return Status::kNotAvailable;
     position = static_cast<size_t>(it - index_.begin());
   } else {
     // An invalid ID hands the choice to the index.
-    if (index >= count()) return SM_STATUS_NOT_IN_USE;
+    if (index >= count()) return Status::kNotInUse;
     position = index;
   }
   Entry *entry = index_[position].entry;
   index_.erase(index_.begin() + static_cast<std::ptrdiff_t>(position));
   binarySize_ -= static_cast<uint32_t>(EntryCost(*entry));  // children's sizes as they are now
   ReleaseEntry(entry);
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
 uint32_t Config::RecalcBinarySize() {
@@ -279,53 +280,53 @@ uint32_t Config::RecalcBinarySize() {
   return sum;
 }
 
-uint32_t GetCount(const Config *config) {
+uint32_t SDOConfigGetCount(const Config *config) {
   return config != nullptr ? config->count() : ~0u;
 }
 
-uint32_t GetBinarySize(const Config *config) {
+uint32_t SDOConfigGetBinarySize(const Config *config) {
   return config != nullptr ? config->binarySize() : 0;
 }
 
-uint32_t RecalcBinarySize(Config *config) {
+uint32_t SDOConfigReCalcBinarySize(Config *config) {
   return config != nullptr ? config->RecalcBinarySize() : 0;
 }
 
-uint32_t AddData(Config *config, uint16_t id, uint8_t type, const void *data, uint32_t size,
-                 uint32_t replace) {
-  if (config == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status SDOConfigAddData(Config *config, uint16_t id, uint8_t type, const void *data, uint32_t size,
+                        uint32_t replace) {
+  if (config == nullptr) return Status::kInvalidParameter;
   return config->Add(id, type, data, size, replace, 0);
 }
 
-uint32_t GetDataById(const Config *config, uint16_t id, uint8_t *type, void *buffer,
-                     uint32_t *size) {
-  if (config == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status SDOConfigGetDataByID(const Config *config, uint16_t id, uint8_t *type, void *buffer,
+                            uint32_t *size) {
+  if (config == nullptr) return Status::kInvalidParameter;
   return config->GetById(id, type, buffer, size);
 }
 
-uint32_t GetDataByIndex(const Config *config, uint32_t index, uint16_t *id, uint8_t *type,
-                        void *buffer, uint32_t *size) {
-  if (config == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status SDOConfigGetDataByIndex(const Config *config, uint32_t index, uint16_t *id, uint8_t *type,
+                               void *buffer, uint32_t *size) {
+  if (config == nullptr) return Status::kInvalidParameter;
   return config->GetByIndex(index, id, type, buffer, size);
 }
 
-uint32_t RemoveData(Config *config, uint16_t id, uint32_t index, uint32_t removeAll) {
-  if (config == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status SDOConfigRemoveData(Config *config, uint16_t id, uint32_t index, uint32_t removeAll) {
+  if (config == nullptr) return Status::kInvalidParameter;
   return config->Remove(id, index, removeAll);
 }
 
 namespace {
 
 // The image of a config whose cached size is a valid image size, written into
-// a fresh heap block (released with std::free); null on any failure.
+// a fresh heap block (released with base::FreeMem); null on any failure.
 uint8_t *ImageOf(const Config &config) {
   const uint32_t size = config.binarySize();
   if (size < kEmptyBinarySize || size > kMaxImageSize) return nullptr;
-  auto *image = static_cast<uint8_t *>(std::malloc(size));
+  auto *image = static_cast<uint8_t *>(base::AllocMem(size));
   if (image == nullptr) return nullptr;
   uint32_t written = 0;
-  if (WriteBinary(config, image, size, &written) != SM_STATUS_SUCCESS) {
-    std::free(image);
+  if (WriteBinary(config, image, size, &written) != Status::kSuccess) {
+    base::FreeMem(image);
     return nullptr;
   }
   return image;
@@ -333,23 +334,23 @@ uint8_t *ImageOf(const Config &config) {
 
 }  // namespace
 
-int32_t CompareByValue(const Config *a, const Config *b) {
+int32_t SDOConfigCompareByValue(const Config *a, const Config *b) {
   if (a == nullptr || b == nullptr) return a == b ? 1 : 0;
   if (a->binarySize() != b->binarySize()) return 0;
   uint8_t *imageA = ImageOf(*a);
   uint8_t *imageB = imageA != nullptr ? ImageOf(*b) : nullptr;
   const bool equal = imageB != nullptr && std::memcmp(imageA, imageB, a->binarySize()) == 0;
-  std::free(imageA);
-  std::free(imageB);
+  base::FreeMem(imageA);
+  base::FreeMem(imageB);
   return equal ? 1 : 0;
 }
 
-Config *Clone(const Config *config) {
+Config *SDOConfigClone(const Config *config) {
   if (config == nullptr) return nullptr;
   uint8_t *image = ImageOf(*config);
   if (image == nullptr) return nullptr;
-  Config *clone = BinaryToConfig(image, config->binarySize(), 0);
-  std::free(image);
+  Config *clone = SDOBinaryToConfig(image, config->binarySize(), 0);
+  base::FreeMem(image);
   return clone;
 }
 

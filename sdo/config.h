@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/memory.h"
+#include "base/status.h"
 #include "kxsupt/sdo.h"
 
 namespace kx::sdo {
@@ -51,41 +53,46 @@ class Config {
     Entry *entry;
     uint16_t id;
   };
-
-  // Null when memory runs out.
-  static Config *Create();
-  // Frees every entry and child, then the config; null is ignored.
-  static void Destroy(Config *config);
+  // The index lives on the library's heap like everything else; a growth
+  // that fails throws std::bad_alloc, which Store and Reserve catch.
+  using Index = std::vector<Slot, base::Allocator<Slot>>;
 
   uint32_t count() const { return static_cast<uint32_t>(index_.size()); }
   uint32_t binarySize() const { return binarySize_; }
-  const std::vector<Slot> &slots() const { return index_; }
+  const Index &slots() const { return index_; }
   const Entry *Find(uint16_t id) const;
 
   // Adds a value (the add of the exported interface: code 12 converts, code 13
   // takes ownership of the children once it succeeds). `depth` counts the
   // nested images being converted, for the nesting bound.
-  uint32_t Add(uint16_t id, uint8_t type, const void *data, uint32_t size, uint32_t replace,
-               int depth);
-  uint32_t GetById(uint16_t id, uint8_t *type, void *buffer, uint32_t *size) const;
-  uint32_t GetByIndex(uint32_t index, uint16_t *id, uint8_t *type, void *buffer,
-                      uint32_t *size) const;
-  uint32_t Remove(uint16_t id, uint32_t index, uint32_t removeAll);
+  Status Add(uint16_t id, uint8_t type, const void *data, uint32_t size, uint32_t replace,
+             int depth);
+  Status GetById(uint16_t id, uint8_t *type, void *buffer, uint32_t *size) const;
+  Status GetByIndex(uint32_t index, uint16_t *id, uint8_t *type, void *buffer,
+                    uint32_t *size) const;
+  Status Remove(uint16_t id, uint32_t index, uint32_t removeAll);
   uint32_t RecalcBinarySize();
   // Room for `n` entries in the index; false when memory runs out.
   bool Reserve(uint32_t n);
 
  private:
+  friend Config *SDOConfigAlloc();
+  friend void SDOConfigFree(Config *config);
   Config() = default;
   ~Config();
 
   // Stores a value whose conversion is done: limits, allocation, index.
-  uint32_t Store(uint16_t id, uint8_t type, const uint8_t *value, uint32_t size, uint32_t replace);
+  Status Store(uint16_t id, uint8_t type, const uint8_t *value, uint32_t size, uint32_t replace);
   void Clear();
 
-  std::vector<Slot> index_;  // ascending by ID, IDs unique
+  Index index_;  // ascending by ID, IDs unique
   uint32_t binarySize_ = kEmptyBinarySize;
 };
+
+// A new empty config; null when memory runs out.
+Config *SDOConfigAlloc();
+// Frees every entry and child, then the config; null is ignored.
+void SDOConfigFree(Config *config);
 
 // Size of the binary form of an entry's value, for the cost rule: a child's
 // binary size, an array's header plus its elements' sizes, else the data size.
@@ -106,20 +113,20 @@ inline SDOConfig *ToHandle(Config *config) {
 }
 
 // The exported operations on a possibly null config (statuses of the interface).
-uint32_t GetCount(const Config *config);
-uint32_t GetBinarySize(const Config *config);
-uint32_t RecalcBinarySize(Config *config);
-uint32_t AddData(Config *config, uint16_t id, uint8_t type, const void *data, uint32_t size,
-                 uint32_t replace);
-uint32_t GetDataById(const Config *config, uint16_t id, uint8_t *type, void *buffer,
-                     uint32_t *size);
-uint32_t GetDataByIndex(const Config *config, uint32_t index, uint16_t *id, uint8_t *type,
-                        void *buffer, uint32_t *size);
-uint32_t RemoveData(Config *config, uint16_t id, uint32_t index, uint32_t removeAll);
+uint32_t SDOConfigGetCount(const Config *config);
+uint32_t SDOConfigGetBinarySize(const Config *config);
+uint32_t SDOConfigReCalcBinarySize(Config *config);
+Status SDOConfigAddData(Config *config, uint16_t id, uint8_t type, const void *data, uint32_t size,
+                        uint32_t replace);
+Status SDOConfigGetDataByID(const Config *config, uint16_t id, uint8_t *type, void *buffer,
+                            uint32_t *size);
+Status SDOConfigGetDataByIndex(const Config *config, uint32_t index, uint16_t *id, uint8_t *type,
+                               void *buffer, uint32_t *size);
+Status SDOConfigRemoveData(Config *config, uint16_t id, uint32_t index, uint32_t removeAll);
 
 // Configs equal by binary form: 1 or 0 (two nulls are equal).
-int32_t CompareByValue(const Config *a, const Config *b);
+int32_t SDOConfigCompareByValue(const Config *a, const Config *b);
 // A deep copy through the binary form, or null.
-Config *Clone(const Config *config);
+Config *SDOConfigClone(const Config *config);
 
 }  // namespace kx::sdo

@@ -19,15 +19,13 @@ namespace {
 constexpr uint32_t kDoublingLimit = 0xFFFFF;
 constexpr uint64_t kMaxCapacity = std::numeric_limits<uint32_t>::max();
 
-SsHeap g_heap = {&frame::AllocMem, &frame::ReAllocMem};
-
 // Makes the buffer at least `needed` bytes. False, with the string unchanged,
 // when the size is not representable or the heap refuses.
 bool Reserve(SMSSStr *ss, uint64_t needed) {
   if (needed <= ss->capacity) return true;
   if (needed > kMaxCapacity) return false;
   const uint32_t capacity = SsGrownCapacity(ss->capacity, static_cast<uint32_t>(needed));
-  void *grown = g_heap.resize(ss->pStr, capacity);
+  void *grown = base::ReAllocMem(ss->pStr, capacity);
   if (grown == nullptr) return false;
   ss->pStr = grown;
   ss->capacity = capacity;
@@ -54,14 +52,12 @@ Unit *AppendUnits(SMSSStr *ss, const Unit *src, uint32_t n) {
   return buffer;
 }
 
-// A zero-filled block from the strings' heap, released on scope exit. Zero
-// filling makes the units appended past a short conversion's end zeros.
+// A zero-filled heap block, released on scope exit. Zero filling makes the
+// units appended past a short conversion's end zeros.
 class ScratchBlock {
  public:
-  explicit ScratchBlock(uint32_t size) : block_(g_heap.allocate(size)) {
-    if (block_ != nullptr) std::memset(block_, 0, size);
-  }
-  ~ScratchBlock() { frame::FreeMem(block_); }
+  explicit ScratchBlock(uint32_t size) : block_(base::AllocZeroed(size, 1)) {}
+  ~ScratchBlock() { base::FreeMem(block_); }
   ScratchBlock(const ScratchBlock &) = delete;
   ScratchBlock &operator=(const ScratchBlock &) = delete;
   void *get() const { return block_; }
@@ -79,7 +75,7 @@ Unit *Alloc(SMSSStr *ss, uint32_t capacity) {
   if (capacity == 0) return nullptr;
   // A one-byte UCS-2 request still gets room for its terminator unit.
   auto *buffer =
-      static_cast<Unit *>(g_heap.allocate(capacity < sizeof(Unit) ? sizeof(Unit) : capacity));
+      static_cast<Unit *>(base::AllocMem(capacity < sizeof(Unit) ? sizeof(Unit) : capacity));
   if (buffer == nullptr) return nullptr;
   buffer[0] = 0;
   ss->pStr = buffer;
@@ -96,22 +92,22 @@ uint32_t SsGrownCapacity(uint32_t capacity, uint32_t needed) {
   return grown > kMaxCapacity ? static_cast<uint32_t>(kMaxCapacity) : static_cast<uint32_t>(grown);
 }
 
-uint16_t *SsUcs2Alloc(SMSSStr *ss, uint32_t capacity) {
+uint16_t *SSUCS2StrAlloc(SMSSStr *ss, uint32_t capacity) {
   return Alloc<uint16_t>(ss, capacity);
 }
 
-char *SsUtf8Alloc(SMSSStr *ss, uint32_t capacity) {
+char *SSUTF8StrAlloc(SMSSStr *ss, uint32_t capacity) {
   return Alloc<char>(ss, capacity);
 }
 
-uint16_t *SsUcs2AppendUcs2(SMSSStr *ss, const uint16_t *src, uint32_t n) {
+uint16_t *SSUCS2StrNCatUCS2Str(SMSSStr *ss, const uint16_t *src, uint32_t n) {
   if (ss == nullptr) return nullptr;
   if (src == nullptr || ss->pStr == nullptr) return static_cast<uint16_t *>(ss->pStr);
-  if (n == 0) n = Ucs2Length(src);
+  if (n == 0) n = UCS2Strlen(src);
   return AppendUnits(ss, src, n);
 }
 
-char *SsUtf8AppendUtf8(SMSSStr *ss, const char *src, uint32_t n) {
+char *SSUTF8StrNCatUTF8Str(SMSSStr *ss, const char *src, uint32_t n) {
   if (ss == nullptr) return nullptr;
   if (src == nullptr || ss->pStr == nullptr) return static_cast<char *>(ss->pStr);
   if (n == 0) {
@@ -122,7 +118,7 @@ char *SsUtf8AppendUtf8(SMSSStr *ss, const char *src, uint32_t n) {
   return AppendUnits(ss, src, n);
 }
 
-uint16_t *SsUcs2AppendUtf8(SMSSStr *ss, const char *src, uint32_t n) {
+uint16_t *SSUCS2StrNCatUTF8Str(SMSSStr *ss, const char *src, uint32_t n) {
   if (ss == nullptr) return nullptr;
   auto *unchanged = static_cast<uint16_t *>(ss->pStr);
   if (src == nullptr || unchanged == nullptr) return unchanged;
@@ -138,15 +134,15 @@ uint16_t *SsUcs2AppendUtf8(SMSSStr *ss, const char *src, uint32_t n) {
   if (scratch.get() == nullptr) return unchanged;
   uint32_t size = static_cast<uint32_t>(scratch_size);
   auto *units = static_cast<uint16_t *>(scratch.get());
-  if (Utf8ToUcs2(units, &size, src) != SM_STATUS_SUCCESS) return unchanged;
+  if (!Ok(UTF8StrToUCS2Str(units, &size, src))) return unchanged;
   return AppendUnits(ss, static_cast<const uint16_t *>(units), n);
 }
 
-char *SsUtf8AppendUcs2(SMSSStr *ss, const uint16_t *src, uint32_t n) {
+char *SSUTF8StrNCatUCS2Str(SMSSStr *ss, const uint16_t *src, uint32_t n) {
   if (ss == nullptr) return nullptr;
   auto *unchanged = static_cast<char *>(ss->pStr);
   if (src == nullptr || unchanged == nullptr) return unchanged;
-  if (n == 0) n = Ucs2Length(src);
+  if (n == 0) n = UCS2Strlen(src);
   // n + 1 bytes: as many bytes as the source has units. Any non-ASCII unit
   // needs more, so such text does not convert and nothing is appended.
   const uint64_t scratch_size = uint64_t{n} + 1;
@@ -155,22 +151,20 @@ char *SsUtf8AppendUcs2(SMSSStr *ss, const uint16_t *src, uint32_t n) {
   if (scratch.get() == nullptr) return unchanged;
   uint32_t size = static_cast<uint32_t>(scratch_size);
   auto *bytes = static_cast<char *>(scratch.get());
-  if (Ucs2ToUtf8(bytes, &size, src) != SM_STATUS_SUCCESS) return unchanged;
+  if (!Ok(UCS2StrToUTF8Str(bytes, &size, src))) return unchanged;
   return AppendUnits(ss, static_cast<const char *>(bytes), n);
 }
 
-void SsFree(SMSSStr *ss) {
+void SSUCS2StrFree(SMSSStr *ss) {
   if (ss == nullptr) return;
-  frame::FreeMem(ss->pStr);
+  base::FreeMem(ss->pStr);
   ss->pStr = nullptr;
   ss->capacity = 0;
   ss->length = 0;
 }
 
-SsHeap SetSsHeapForTesting(SsHeap heap) {
-  const SsHeap previous = g_heap;
-  g_heap = heap;
-  return previous;
+void SSUTF8StrFree(SMSSStr *ss) {
+  SSUCS2StrFree(ss);
 }
 
 }  // namespace kx::text

@@ -11,7 +11,6 @@
 #include <emmintrin.h>
 #endif
 
-#include "kxsupt/base.h"
 #include "text/sstring.h"
 
 namespace kx::text {
@@ -62,27 +61,27 @@ std::atomic<uint16_t *> g_token_position{nullptr};
 // Appends `count` bytes to the escaping work string; false if it could not grow.
 bool AppendEscaped(SMSSStr *work, const char *bytes, uint32_t count) {
   const uint32_t before = work->length;
-  SsUtf8AppendUtf8(work, bytes, count);
+  SSUTF8StrNCatUTF8Str(work, bytes, count);
   return work->length == before + count;
 }
 
 }  // namespace
 
-uint32_t Ucs2Length(const uint16_t *s) {
+uint32_t UCS2Strlen(const uint16_t *s) {
   return static_cast<uint32_t>(Length(s));
 }
 
-uint16_t *Ucs2Copy(uint16_t *dst, const uint16_t *src) {
+uint16_t *UCS2Strcpy(uint16_t *dst, const uint16_t *src) {
   std::memmove(dst, src, (Length(src) + 1) * sizeof(uint16_t));
   return dst;
 }
 
-uint16_t *Ucs2Append(uint16_t *dst, const uint16_t *src) {
-  Ucs2Copy(dst + Length(dst), src);
+uint16_t *UCS2Strcat(uint16_t *dst, const uint16_t *src) {
+  UCS2Strcpy(dst + Length(dst), src);
   return dst;
 }
 
-void Ucs2CopyN(uint16_t *dst, const uint16_t *src, uint32_t n) {
+void UCS2Strncpy(uint16_t *dst, const uint16_t *src, uint32_t n) {
   // The source need not be terminated within n units: never read past them.
   for (uint32_t i = 0; i < n; ++i) {
     dst[i] = src[i];
@@ -90,7 +89,7 @@ void Ucs2CopyN(uint16_t *dst, const uint16_t *src, uint32_t n) {
   }
 }
 
-uint16_t *Ucs2AppendN(uint16_t *dst, const uint16_t *src, uint32_t n) {
+uint16_t *UCS2Strncat(uint16_t *dst, const uint16_t *src, uint32_t n) {
   if (n == 0) return dst;
   uint16_t *end = dst + Length(dst);
   uint32_t i = 0;
@@ -99,21 +98,21 @@ uint16_t *Ucs2AppendN(uint16_t *dst, const uint16_t *src, uint32_t n) {
   return dst;
 }
 
-uint32_t Ucs2Compare(const uint16_t *a, const uint16_t *b) {
+uint32_t UCS2Strcmp(const uint16_t *a, const uint16_t *b) {
   while (*a != 0 && *a == *b) ++a, ++b;
   // Callers may only test for zero: the wrap turns "a below b" into a large
   // positive value, and the interface has always returned it that way.
   return (uint32_t{*a} - uint32_t{*b}) & 0xFFFF;
 }
 
-uint16_t *Ucs2FindUnit(const uint16_t *s, uint16_t unit) {
+uint16_t *UCS2Strchr(const uint16_t *s, uint16_t unit) {
   for (;; ++s) {
     if (*s == unit) return const_cast<uint16_t *>(s);
     if (*s == 0) return nullptr;
   }
 }
 
-uint16_t *Ucs2Find(const uint16_t *haystack, const uint16_t *needle) {
+uint16_t *UCS2Strstr(const uint16_t *haystack, const uint16_t *needle) {
   const size_t n = Length(needle);
   if (n == 0) return const_cast<uint16_t *>(haystack);
   const size_t h = Length(haystack);
@@ -127,33 +126,33 @@ uint16_t *Ucs2Find(const uint16_t *haystack, const uint16_t *needle) {
   return nullptr;
 }
 
-uint32_t Ucs2SpanOf(const uint16_t *s, const uint16_t *accept) {
+uint32_t UCS2Strspn(const uint16_t *s, const uint16_t *accept) {
   uint32_t n = 0;
   while (s[n] != 0 && Contains(accept, s[n])) ++n;
   return n;
 }
 
-uint32_t Ucs2SpanNotOf(const uint16_t *s, const uint16_t *reject) {
+uint32_t UCS2Strcspn(const uint16_t *s, const uint16_t *reject) {
   uint32_t n = 0;
   while (s[n] != 0 && !Contains(reject, s[n])) ++n;
   return n;
 }
 
-uint16_t *Ucs2Fill(uint16_t *s, uint16_t unit) {
+uint16_t *UCS2Strset(uint16_t *s, uint16_t unit) {
   std::fill_n(s, Length(s), unit);
   return s;
 }
 
-void Ucs2FillN(uint16_t *s, uint16_t unit, uint32_t n) {
+void UCS2Strnset(uint16_t *s, uint16_t unit, uint32_t n) {
   std::fill_n(s, n, unit);
 }
 
-uint16_t *Ucs2Reverse(uint16_t *s) {
+uint16_t *UCS2Strrev(uint16_t *s) {
   std::reverse(s, s + Length(s));
   return s;
 }
 
-uint16_t *Ucs2Tokenize(uint16_t *s, const uint16_t *delimiters) {
+uint16_t *UCS2Strtok(uint16_t *s, const uint16_t *delimiters) {
   if (s == nullptr) {
     s = g_token_position.load(std::memory_order_relaxed);
     if (s == nullptr) return nullptr;
@@ -174,13 +173,13 @@ uint16_t *Ucs2Tokenize(uint16_t *s, const uint16_t *delimiters) {
   return token;
 }
 
-uint32_t Ucs2ToEscape(char *out, uint32_t *size, const uint16_t *in) {
-  if (in == nullptr) return SM_STATUS_INVALID_ARGS;
+Status UCS2ToEscape(char *out, uint32_t *size, const uint16_t *in) {
+  if (in == nullptr) return Status::kInvalidArgs;
   SMSSStr work{};
-  if (SsUtf8Alloc(&work, kEscapeWorkCapacity) == nullptr) return SM_STATUS_ERROR;
+  if (SSUTF8StrAlloc(&work, kEscapeWorkCapacity) == nullptr) return Status::kError;
   struct Release {
     SMSSStr *ss;
-    ~Release() { SsFree(ss); }
+    ~Release() { SSUTF8StrFree(ss); }
   } release{&work};
 
   static constexpr char kHex[] = "0123456789abcdef";
@@ -207,7 +206,7 @@ uint32_t Ucs2ToEscape(char *out, uint32_t *size, const uint16_t *in) {
         if (u >= 32 && u <= 127) {
           plain[plain_count++] = static_cast<char>(u);
           if (plain_count == sizeof plain) {
-            if (!AppendEscaped(&work, plain, plain_count)) return SM_STATUS_ERROR;
+            if (!AppendEscaped(&work, plain, plain_count)) return Status::kError;
             plain_count = 0;
           }
           continue;
@@ -216,20 +215,20 @@ uint32_t Ucs2ToEscape(char *out, uint32_t *size, const uint16_t *in) {
         for (int i = 0; i < 4; ++i) escape[2 + i] = kHex[(u >> (12 - 4 * i)) & 0xF];
         escape_length = 6;
     }
-    if (plain_count != 0 && !AppendEscaped(&work, plain, plain_count)) return SM_STATUS_ERROR;
+    if (plain_count != 0 && !AppendEscaped(&work, plain, plain_count)) return Status::kError;
     plain_count = 0;
-    if (!AppendEscaped(&work, escape, escape_length)) return SM_STATUS_ERROR;
+    if (!AppendEscaped(&work, escape, escape_length)) return Status::kError;
   }
-  if (plain_count != 0 && !AppendEscaped(&work, plain, plain_count)) return SM_STATUS_ERROR;
+  if (plain_count != 0 && !AppendEscaped(&work, plain, plain_count)) return Status::kError;
 
   const uint32_t needed = work.length + 1;
   if (size != nullptr) {
     const uint32_t room = *size;
     *size = needed;
-    if (room < needed) return SM_STATUS_BUFFER_TOO_SMALL;
+    if (room < needed) return Status::kBufferTooSmall;
   }
   if (out != nullptr) std::memcpy(out, work.pStr, needed);
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
 }  // namespace kx::text

@@ -10,7 +10,6 @@
 #include <array>
 #include <cstring>
 
-#include "kxsupt/base.h"
 #include "text/ucs2.h"
 
 #if defined(__x86_64__)
@@ -76,37 +75,37 @@ struct Cursor {
 
 // How a conversion loop ended: its status and, on success, the bytes made.
 struct Outcome {
-  uint32_t status;
+  Status status;
   uint64_t produced;
 };
 
 #define KX_ALWAYS_INLINE inline __attribute__((always_inline))
 
 // Encodes in[at->in] (not the terminator). Writes when `out` is set, within
-// `room`. Statuses: 257 for an unresolvable surrogate, 16 when the character
-// does not fit, 0.
-KX_ALWAYS_INLINE uint32_t EncodeOneUnit(const uint16_t *in, unsigned char *out, uint64_t room,
-                                        Cursor *at) {
+// `room`. Statuses: kOsFailure for an unresolvable surrogate, kBufferTooSmall
+// when the character does not fit, kSuccess.
+KX_ALWAYS_INLINE Status EncodeOneUnit(const uint16_t *in, unsigned char *out, uint64_t room,
+                                      Cursor *at) {
   uint32_t code_point = in[at->in];
   if (IsSurrogate(code_point) && !ResolveSurrogate(in, &code_point)) {
-    return SM_STATUS_OS_FAILURE;
+    return Status::kOsFailure;
   }
   const uint32_t length = Utf8Length(code_point);
   if (out != nullptr) {
-    if (at->produced + length > room) return SM_STATUS_BUFFER_TOO_SMALL;
+    if (at->produced + length > room) return Status::kBufferTooSmall;
     EncodeUtf8(code_point, length, out + at->produced);
   }
   at->produced += length;
   ++at->in;
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
 // Decodes the character at in[at->in]; `end` is the input's terminator.
-// Writes when `out` is set, within `room` bytes. Statuses: 257 for a bad lead
-// byte, a sequence cut by the terminator or a code point at or above 0x110000;
-// 16 when the units do not fit; 0.
-KX_ALWAYS_INLINE uint32_t DecodeOneCharacter(const unsigned char *in, size_t end, uint16_t *out,
-                                             uint64_t room, Cursor *at) {
+// Writes when `out` is set, within `room` bytes. Statuses: kOsFailure for a
+// bad lead byte, a sequence cut by the terminator or a code point at or above
+// 0x110000; kBufferTooSmall when the units do not fit; kSuccess.
+KX_ALWAYS_INLINE Status DecodeOneCharacter(const unsigned char *in, size_t end, uint16_t *out,
+                                           uint64_t room, Cursor *at) {
   const uint32_t lead = in[at->in];
   uint32_t length;
   uint32_t code_point;
@@ -123,17 +122,17 @@ KX_ALWAYS_INLINE uint32_t DecodeOneCharacter(const unsigned char *in, size_t end
   } else if ((lead & 0xFE) == 0xFC) {
     length = 6, code_point = lead & 0x01;
   } else {
-    return SM_STATUS_OS_FAILURE;  // a continuation byte, 0xFE or 0xFF
+    return Status::kOsFailure;  // a continuation byte, 0xFE or 0xFF
   }
   // Every byte the sequence needs must come before the terminator. The bytes
   // after the lead give their low six bits; their top bits are not examined.
-  if (end - at->in < length) return SM_STATUS_OS_FAILURE;
+  if (end - at->in < length) return Status::kOsFailure;
   for (uint32_t i = 1; i < length; ++i) code_point = (code_point << 6) | (in[at->in + i] & 0x3F);
-  if (code_point >= 0x110000) return SM_STATUS_OS_FAILURE;
+  if (code_point >= 0x110000) return Status::kOsFailure;
   const uint32_t units = code_point < 0x10000 ? 1 : 2;
   if (out != nullptr) {
     // Whole units only: an odd byte of room left over is never used.
-    if (at->produced + 2 * units > room) return SM_STATUS_BUFFER_TOO_SMALL;
+    if (at->produced + 2 * units > room) return Status::kBufferTooSmall;
     uint16_t *dst = out + at->produced / 2;
     if (units == 1) {
       dst[0] = static_cast<uint16_t>(code_point);
@@ -146,7 +145,7 @@ KX_ALWAYS_INLINE uint32_t DecodeOneCharacter(const unsigned char *in, size_t end
   }
   at->produced += 2 * units;
   at->in += length;
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
 #if defined(KX_TEXT_SIMD)
@@ -351,12 +350,12 @@ KX_BLOCK_KERNEL Outcome EncodeWithBlocks(const uint16_t *in, size_t length, unsi
     }
     const size_t stop = at.in + 8 < length ? at.in + 8 : length;
     while (at.in < stop) {
-      if (uint32_t status = EncodeOneUnit(in, out, room, &at); status != SM_STATUS_SUCCESS) {
+      if (Status status = EncodeOneUnit(in, out, room, &at); !Ok(status)) {
         return {status, 0};
       }
     }
   }
-  return {SM_STATUS_SUCCESS, at.produced};
+  return {Status::kSuccess, at.produced};
 }
 
 KX_BLOCK_KERNEL Outcome DecodeWithBlocks(const unsigned char *in, size_t end, uint16_t *out,
@@ -372,13 +371,12 @@ KX_BLOCK_KERNEL Outcome DecodeWithBlocks(const unsigned char *in, size_t end, ui
     carried = 0;
     const size_t stop = at.in + 16;
     while (at.in < end && at.in < stop) {
-      if (uint32_t status = DecodeOneCharacter(in, end, out, room, &at);
-          status != SM_STATUS_SUCCESS) {
+      if (Status status = DecodeOneCharacter(in, end, out, room, &at); !Ok(status)) {
         return {status, 0};
       }
     }
   }
-  return {SM_STATUS_SUCCESS, at.produced};
+  return {Status::kSuccess, at.produced};
 }
 
 bool HaveBlockKernels() {
@@ -398,11 +396,11 @@ Outcome Encode(const uint16_t *in, size_t length, unsigned char *out, uint64_t r
 #endif
   Cursor at;
   while (at.in < length) {
-    if (uint32_t status = EncodeOneUnit(in, out, room, &at); status != SM_STATUS_SUCCESS) {
+    if (Status status = EncodeOneUnit(in, out, room, &at); !Ok(status)) {
       return {status, 0};
     }
   }
-  return {SM_STATUS_SUCCESS, at.produced};
+  return {Status::kSuccess, at.produced};
 }
 
 // Decodes in[0, end) into out (null: measure only) within room bytes.
@@ -412,44 +410,43 @@ Outcome Decode(const unsigned char *in, size_t end, uint16_t *out, uint64_t room
 #endif
   Cursor at;
   while (at.in < end) {
-    if (uint32_t status = DecodeOneCharacter(in, end, out, room, &at);
-        status != SM_STATUS_SUCCESS) {
+    if (Status status = DecodeOneCharacter(in, end, out, room, &at); !Ok(status)) {
       return {status, 0};
     }
   }
-  return {SM_STATUS_SUCCESS, at.produced};
+  return {Status::kSuccess, at.produced};
 }
 
 }  // namespace
 
-uint32_t Ucs2ToUtf8(char *out, uint32_t *size, const uint16_t *in) {
-  if (in == nullptr || size == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status UCS2StrToUTF8Str(char *out, uint32_t *size, const uint16_t *in) {
+  if (in == nullptr || size == nullptr) return Status::kInvalidParameter;
   auto *dst = reinterpret_cast<unsigned char *>(out);
   const uint64_t room = *size;
-  const Outcome encoded = Encode(in, Ucs2Length(in), dst, room);
-  if (encoded.status != SM_STATUS_SUCCESS) return encoded.status;
+  const Outcome encoded = Encode(in, UCS2Strlen(in), dst, room);
+  if (!Ok(encoded.status)) return encoded.status;
   const uint64_t needed = encoded.produced + 1;
   if (dst != nullptr) {
-    if (room < needed) return SM_STATUS_BUFFER_TOO_SMALL;
+    if (room < needed) return Status::kBufferTooSmall;
     dst[encoded.produced] = 0;
   }
   *size = static_cast<uint32_t>(needed);
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-uint32_t Utf8ToUcs2(uint16_t *out, uint32_t *size, const char *in) {
-  if (in == nullptr || size == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status UTF8StrToUCS2Str(uint16_t *out, uint32_t *size, const char *in) {
+  if (in == nullptr || size == nullptr) return Status::kInvalidParameter;
   const auto *src = reinterpret_cast<const unsigned char *>(in);
   const uint64_t room = *size;
   const Outcome decoded = Decode(src, std::strlen(in), out, room);  // bytes of UCS-2
-  if (decoded.status != SM_STATUS_SUCCESS) return decoded.status;
+  if (!Ok(decoded.status)) return decoded.status;
   const uint64_t needed = decoded.produced + 2;
   if (out != nullptr) {
-    if (room < needed) return SM_STATUS_BUFFER_TOO_SMALL;
+    if (room < needed) return Status::kBufferTooSmall;
     out[decoded.produced / 2] = 0;
   }
   *size = static_cast<uint32_t>(needed);
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
 }  // namespace kx::text

@@ -5,18 +5,20 @@
 
 #include <cstdint>
 
+#include "base/status.h"
+
 namespace kx::text {
 
 // Converts the zero-terminated UCS-2 string `in` to UTF-8. `*size` holds the
 // room in `out` in bytes on entry and the bytes produced, terminator included,
-// on success; a null `out` only measures. Statuses: 271 for a null `in` or
-// `size`, 257 for a surrogate that cannot be resolved, 16 when `out` is too
-// small (size left unchanged), 0 on success.
-uint32_t Ucs2ToUtf8(char *out, uint32_t *size, const uint16_t *in);
+// on success; a null `out` only measures. Statuses: kInvalidParameter for a
+// null `in` or `size`, kOsFailure for a surrogate that cannot be resolved,
+// kBufferTooSmall when `out` is too small (size left unchanged), kSuccess.
+Status UCS2StrToUTF8Str(char *out, uint32_t *size, const uint16_t *in);
 
 // Converts the zero-terminated UTF-8 string `in` to UCS-2; sizes in bytes as
-// above. 257 for a malformed or truncated sequence or a code point at or above
-// 0x110000.
-uint32_t Utf8ToUcs2(uint16_t *out, uint32_t *size, const char *in);
+// above. kOsFailure for a malformed or truncated sequence or a code point at
+// or above 0x110000.
+Status UTF8StrToUCS2Str(uint16_t *out, uint32_t *size, const char *in);
 
 }  // namespace kx::text

@@ -21,7 +21,7 @@ constexpr unsigned char FoldAscii(unsigned char c) {
 
 }  // namespace
 
-char *Utf8TrimLeft(char *s) {
+char *UTF8ltrim(char *s) {
   if (s == nullptr) return nullptr;
   // Zeroing as it goes leaves the caller's original pointer at an empty
   // string; callers use the result.
@@ -29,46 +29,46 @@ char *Utf8TrimLeft(char *s) {
   return s;
 }
 
-char *Utf8TrimRight(char *s) {
+char *UTF8rtrim(char *s) {
   if (s == nullptr) return nullptr;
   char *end = s + std::strlen(s);
   while (end > s && IsTrimSpace(static_cast<unsigned char>(end[-1]))) *--end = 0;
   return s;
 }
 
-char *Utf8Trim(char *s) {
-  return Utf8TrimRight(Utf8TrimLeft(s));
+char *UTF8trim(char *s) {
+  return UTF8rtrim(UTF8ltrim(s));
 }
 
-char *Utf8UpperCase(char *s) {
+char *UTF8StrUpperCase(char *s) {
   if (s == nullptr) return nullptr;
   for (char *p = s; *p != 0; ++p)
     *p = static_cast<char>(std::toupper(static_cast<unsigned char>(*p)));
   return s;
 }
 
-char *Utf8LowerCase(char *s) {
+char *UTF8StrLowerCase(char *s) {
   if (s == nullptr) return nullptr;
   for (char *p = s; *p != 0; ++p)
     *p = static_cast<char>(std::tolower(static_cast<unsigned char>(*p)));
   return s;
 }
 
-void Utf8Reverse(char *s) {
+void UTF8Strrev(char *s) {
   if (s == nullptr) return;
   std::reverse(s, s + std::strlen(s));
 }
 
-char *Utf8Duplicate(const char *s) {
+char *UTF8Strdup(const char *s) {
   if (s == nullptr) return nullptr;
   const size_t size = std::strlen(s) + 1;
   if (size > std::numeric_limits<uint32_t>::max()) return nullptr;
-  auto *copy = static_cast<char *>(frame::AllocMem(static_cast<uint32_t>(size)));
+  auto *copy = static_cast<char *>(base::AllocMem(static_cast<uint32_t>(size)));
   if (copy != nullptr) std::memcpy(copy, s, size);
   return copy;
 }
 
-int32_t Utf8CompareNoCase(const char *a, const char *b, uint32_t n) {
+int32_t UTF8Strnicmp(const char *a, const char *b, uint32_t n) {
   if (n == 0) return 0;
   const auto *ua = reinterpret_cast<const unsigned char *>(a);
   const auto *ub = reinterpret_cast<const unsigned char *>(b);
@@ -81,7 +81,7 @@ int32_t Utf8CompareNoCase(const char *a, const char *b, uint32_t n) {
   return int32_t{ca} - int32_t{cb};
 }
 
-char *Utf8FindNoCase(const char *haystack, const char *needle) {
+char *UTF8Strstri(const char *haystack, const char *needle) {
   if (haystack == nullptr || needle == nullptr) return nullptr;
   const size_t n = std::strlen(needle);
   if (n == 0) return const_cast<char *>(haystack);

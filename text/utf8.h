@@ -14,22 +14,22 @@ constexpr bool IsTrimSpace(unsigned char c) {
 
 // Overwrites leading whitespace with 0 and returns the first other byte;
 // null for null. The pointer passed in then points at an empty string.
-char *Utf8TrimLeft(char *s);
+char *UTF8ltrim(char *s);
 // Overwrites trailing whitespace with 0; returns s (null for null).
-char *Utf8TrimRight(char *s);
-char *Utf8Trim(char *s);
+char *UTF8rtrim(char *s);
+char *UTF8trim(char *s);
 // Map every byte through the current C locale's toupper / tolower.
-char *Utf8UpperCase(char *s);
-char *Utf8LowerCase(char *s);
-void Utf8Reverse(char *s);
+char *UTF8StrUpperCase(char *s);
+char *UTF8StrLowerCase(char *s);
+void UTF8Strrev(char *s);
 // Heap copy (released with the library's free); null for null or no memory.
-char *Utf8Duplicate(const char *s);
+char *UTF8Strdup(const char *s);
 // Compares at most n bytes folding only A-Z; the difference of the folded
 // bytes (as unsigned chars) where it stopped: after n bytes, at a's
 // terminator or at the first difference. 0 for n = 0.
-int32_t Utf8CompareNoCase(const char *a, const char *b, uint32_t n);
+int32_t UTF8Strnicmp(const char *a, const char *b, uint32_t n);
 // First position where strncasecmp over the needle's length reports equality;
 // haystack for an empty needle; null for null arguments or no match.
-char *Utf8FindNoCase(const char *haystack, const char *needle);
+char *UTF8Strstri(const char *haystack, const char *needle);
 
 }  // namespace kx::text

@@ -6,15 +6,15 @@
 extern "C" {
 
 SMStatus SMXLTUTF8ToTypeValue(const char *pText, void *pValue, uint32_t *pSize, uint32_t type) {
-  return kx::text::XltTextToValue(pText, pValue, pSize, type);
+  return kx::ToC(kx::values::XLTUTF8ToTypeValue(pText, pValue, pSize, type));
 }
 SMStatus SMXLTTypeValueToUTF8(const void *pValue, uint32_t valueSize, char *pText, uint32_t *pSize,
                               uint32_t type) {
-  return kx::text::XltValueToText(pValue, valueSize, pText, pSize, type);
+  return kx::ToC(kx::values::XLTTypeValueToUTF8(pValue, valueSize, pText, pSize, type));
 }
 char *SMUTF8ConvertXSVToYSV(const char *pText, char from, char to, uint32_t *pCount,
                             uint32_t *pSize) {
-  return kx::text::ConvertSeparatedValues(pText, from, to, pCount, pSize);
+  return kx::values::UTF8ConvertXSVToYSV(pText, from, to, pCount, pSize);
 }
 
 }  // extern "C"

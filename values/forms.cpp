@@ -14,9 +14,8 @@
 #include <limits>
 
 #include "base/memory.h"
-#include "kxsupt/base.h"
 
-namespace kx::text {
+namespace kx::values {
 
 namespace {
 
@@ -142,34 +141,34 @@ uint64_t StrtoulValue(const NumberText &number) {
   return number.negative ? 0 - number.magnitude : number.magnitude;
 }
 
-uint32_t Decimal64Value(const NumberText &number, bool is_signed, uint64_t *bits) {
+Status Decimal64Value(const NumberText &number, bool is_signed, uint64_t *bits) {
   constexpr uint64_t kMaxPositive = std::numeric_limits<int64_t>::max();
   if (number.negative) {
     if (number.magnitude == 0 && !number.overflow) {
       *bits = 0;
-      return SM_STATUS_SUCCESS;
+      return Status::kSuccess;
     }
     if (!is_signed || number.overflow || number.magnitude > kMaxPositive + 1) {
-      return SM_STATUS_UNDERFLOW;
+      return Status::kUnderflow;
     }
     *bits = 0 - number.magnitude;
-    return SM_STATUS_SUCCESS;
+    return Status::kSuccess;
   }
   if (number.overflow || (is_signed && number.magnitude > kMaxPositive)) {
-    return SM_STATUS_OVERFLOW;
+    return Status::kOverflow;
   }
   *bits = number.magnitude;
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-uint32_t ParseDouble(const char *text, double *value) {
+Status ParseDouble(const char *text, double *value) {
   const char *p = text;
   const bool negative = *p == '-';
   if (*p == '+' || *p == '-') ++p;
   if (*p == 0) {
-    if (p == text) return SM_STATUS_INVALID_PARAMETER;  // empty
-    *value = 0.0;                                       // a sign alone, as for integers
-    return SM_STATUS_SUCCESS;
+    if (p == text) return Status::kInvalidParameter;  // empty
+    *value = 0.0;                                     // a sign alone, as for integers
+    return Status::kSuccess;
   }
   const char *mantissa = p;
   // Decimal exponent of the leading significant digit, to tell a magnitude
@@ -188,30 +187,30 @@ uint32_t ParseDouble(const char *text, double *value) {
       if (*p != '0') seen_significant = true;
     }
   }
-  if (digits == 0) return SM_STATUS_INVALID_PARAMETER;
+  if (digits == 0) return Status::kInvalidParameter;
   int64_t exponent = 0;
   if (*p == 'e' || *p == 'E') {
     ++p;
     const bool exponent_negative = *p == '-';
     if (*p == '+' || *p == '-') ++p;
-    if (!IsDecimalDigit(*p)) return SM_STATUS_INVALID_PARAMETER;
+    if (!IsDecimalDigit(*p)) return Status::kInvalidParameter;
     for (; IsDecimalDigit(*p); ++p) {
       if (exponent < 100000000) exponent = exponent * 10 + (*p - '0');
     }
     if (exponent_negative) exponent = -exponent;
   }
-  if (*p != 0) return SM_STATUS_INVALID_PARAMETER;
+  if (*p != 0) return Status::kInvalidParameter;
 
   double parsed = 0.0;
   const auto result = std::from_chars(mantissa, p, parsed);
   if (result.ec == std::errc::result_out_of_range) {
-    if (lead_exponent + exponent > 0) return negative ? SM_STATUS_UNDERFLOW : SM_STATUS_OVERFLOW;
+    if (lead_exponent + exponent > 0) return negative ? Status::kUnderflow : Status::kOverflow;
     parsed = 0.0;
   } else if (result.ec != std::errc() || result.ptr != p) {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
   *value = negative ? -parsed : parsed;
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
 const char *LanguageName(uint32_t id) {
@@ -228,10 +227,10 @@ uint32_t LanguageId(const char *name) {
   return kDefaultLanguage;
 }
 
-uint32_t ParseDottedIPv4(const char *text, uint32_t *address) {
+Status ParseDottedIPv4(const char *text, uint32_t *address) {
   const size_t length = std::strlen(text);
-  auto *work = static_cast<char *>(kx::frame::AllocMem(static_cast<uint32_t>(length + 1)));
-  if (work == nullptr) return SM_STATUS_NO_MEMORY;
+  auto *work = static_cast<char *>(kx::base::AllocMem(static_cast<uint32_t>(length + 1)));
+  if (work == nullptr) return Status::kNoMemory;
   // Drop every lower-case "x", then the leading zeros of each part (one "0"
   // stays when it is the whole part), so that no part is read as octal or
   // hexadecimal by inet_addr.
@@ -251,13 +250,13 @@ uint32_t ParseDottedIPv4(const char *text, uint32_t *address) {
   }
   work[out] = 0;
   const in_addr_t converted = inet_addr(work);
-  kx::frame::FreeMem(work);
+  kx::base::FreeMem(work);
   if (converted == INADDR_NONE && strcasecmp(text, "255.255.255.255") != 0 &&
       strcasecmp(text, "0xff.0xff.0xff.0xff") != 0) {
-    return SM_STATUS_ERROR;
+    return Status::kError;
   }
   *address = converted;
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
 uint32_t FormatDottedIPv4(uint32_t address, char out[16]) {
@@ -272,11 +271,11 @@ uint32_t FormatDottedIPv4(uint32_t address, char out[16]) {
   return static_cast<uint32_t>(p - out);
 }
 
-uint32_t ParseCtimeForm(const char *text, uint32_t *seconds) {
+Status ParseCtimeForm(const char *text, uint32_t *seconds) {
   // "Www Mmm dd hh:mm:ss yyyy": exactly 24 characters.
   if (std::strlen(text) != 24 || text[3] != ' ' || text[7] != ' ' || text[10] != ' ' ||
       text[13] != ':' || text[16] != ':' || text[19] != ' ') {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
   const int weekday = FindName(text, kWeekdays);
   const int month = FindName(text + 4, kMonths);
@@ -288,7 +287,7 @@ uint32_t ParseCtimeForm(const char *text, uint32_t *seconds) {
   const int year_in_century = TwoDigits(text + 22, false);
   if (weekday < 0 || month < 0 || day < 1 || day > 31 || hour < 0 || hour > 23 || minute < 0 ||
       minute > 59 || second < 0 || second > 59 || century < 0 || year_in_century < 0) {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
   std::tm fields{};
   fields.tm_year = century * 100 + year_in_century - 1900;
@@ -302,14 +301,14 @@ uint32_t ParseCtimeForm(const char *text, uint32_t *seconds) {
   // A day past the month's end is normalised into the next month: refuse it,
   // and a weekday that does not belong to the date.
   if (fields.tm_mday != day || fields.tm_mon != month || fields.tm_wday != weekday) {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
-  if (when < 0) return SM_STATUS_UNDERFLOW;
+  if (when < 0) return Status::kUnderflow;
   if (static_cast<uint64_t>(when) > std::numeric_limits<uint32_t>::max()) {
-    return SM_STATUS_OVERFLOW;
+    return Status::kOverflow;
   }
   *seconds = static_cast<uint32_t>(when);
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-}  // namespace kx::text
+}  // namespace kx::values

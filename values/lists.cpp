@@ -8,7 +8,7 @@
 #include "base/memory.h"
 #include "values/translation.h"
 
-namespace kx::text {
+namespace kx::values {
 
 namespace {
 
@@ -23,15 +23,14 @@ void SetOuts(uint32_t *count, uint32_t *size, uint32_t count_value, uint32_t siz
 
 }  // namespace
 
-char *ConvertSeparatedValues(const char *text, char from, char to, uint32_t *count,
-                             uint32_t *size) {
+char *UTF8ConvertXSVToYSV(const char *text, char from, char to, uint32_t *count, uint32_t *size) {
   SetOuts(count, size, 0, 0);
   if (text == nullptr) return nullptr;
   const size_t length = std::strlen(text);
   if (length > std::numeric_limits<uint32_t>::max() - 2) return nullptr;
   // Every item is followed by one separator and items are separated by at
   // least one byte, so length + 2 always holds the result and its terminator.
-  auto *result = static_cast<char *>(kx::frame::AllocMem(static_cast<uint32_t>(length + 2)));
+  auto *result = static_cast<char *>(kx::base::AllocMem(static_cast<uint32_t>(length + 2)));
   if (result == nullptr) return nullptr;
 
   uint32_t items = 0;
@@ -59,4 +58,4 @@ char *ConvertSeparatedValues(const char *text, char from, char to, uint32_t *cou
   return result;
 }
 
-}  // namespace kx::text
+}  // namespace kx::values

@@ -8,10 +8,9 @@
 #include <cstring>
 
 #include "base/memory.h"
-#include "kxsupt/base.h"
 #include "values/translation.h"
 
-namespace kx::text {
+namespace kx::values {
 
 namespace {
 
@@ -41,54 +40,57 @@ const SMEnum32Entry *FindRow(const SMEnum32Entry *table, uint32_t rows, const ch
 
 }  // namespace
 
-const char *NvpValueOf(const char *param) {
+const char *NVPGetUTF8ParamValue(const char *param) {
   if (param == nullptr) return nullptr;
   const char *equals = std::strchr(param, '=');
   if (equals == nullptr || equals == param) return nullptr;
   return equals + 1;
 }
 
-int32_t NvpIsValid(const char *param) {
-  return NvpValueOf(param) != nullptr ? 1 : 0;
+int32_t IsValidParam(const char *param) {
+  return NVPGetUTF8ParamValue(param) != nullptr ? 1 : 0;
 }
 
-char *NvpCutName(char *param) {
-  char *value = const_cast<char *>(NvpValueOf(param));
+char *NVPGetUTF8ParamName(char *param) {
+  char *value = const_cast<char *>(NVPGetUTF8ParamValue(param));
   if (value == nullptr) return nullptr;
   value[-1] = 0;  // the "=" becomes the end of the name
   return param;
 }
 
-int32_t NvpFind(int32_t count, char *const *params, const char *name, uint32_t case_flag) {
+int32_t NVPGetParamIndexByUTF8Name(int32_t count, char *const *params, const char *name,
+                                   uint32_t case_flag) {
   if (params == nullptr || name == nullptr) return -1;
   for (int32_t i = 0; i < count; ++i) {
-    if (NvpValueOf(params[i]) == nullptr) continue;  // no name: not a parameter
+    if (NVPGetUTF8ParamValue(params[i]) == nullptr) continue;  // no name: not a parameter
     if (NameMatches(params[i], name, case_flag == 1)) return i;
   }
   return -1;
 }
 
-char *NvpFindValue(int32_t count, char *const *params, const char *name, uint32_t case_flag) {
-  const int32_t index = NvpFind(count, params, name, case_flag);
-  return index < 0 ? nullptr : const_cast<char *>(NvpValueOf(params[index]));
+char *NVPGetUTF8ParamValueByUTF8Name(int32_t count, char *const *params, const char *name,
+                                     uint32_t case_flag) {
+  const int32_t index = NVPGetParamIndexByUTF8Name(count, params, name, case_flag);
+  return index < 0 ? nullptr : const_cast<char *>(NVPGetUTF8ParamValue(params[index]));
 }
 
-uint32_t NvpToTypeValue(int32_t count, char *const *params, const char *name, uint32_t case_flag,
-                        void *value, uint32_t *size, uint32_t type) {
-  if (params == nullptr || value == nullptr) return SM_STATUS_INVALID_PARAMETER;
-  const int32_t index = NvpFind(count, params, name, case_flag);
-  if (index < 0) return SM_STATUS_NOT_AVAILABLE;
-  return XltTextToValue(NvpValueOf(params[index]), value, size, type);
+Status NVPUTF8ToTypeValue(int32_t count, char *const *params, const char *name, uint32_t case_flag,
+                          void *value, uint32_t *size, uint32_t type) {
+  if (params == nullptr || value == nullptr) return Status::kInvalidParameter;
+  const int32_t index = NVPGetParamIndexByUTF8Name(count, params, name, case_flag);
+  if (index < 0) return Status::kNotAvailable;
+  return XLTUTF8ToTypeValue(NVPGetUTF8ParamValue(params[index]), value, size, type);
 }
 
-uint32_t NvpEnum32(int32_t count, char *const *params, const char *name, uint32_t case_flag,
-                   const SMEnum32Entry *table, uint32_t rows, uint32_t multiple) {
+uint32_t NVPGetEnums32Value(int32_t count, char *const *params, const char *name,
+                            uint32_t case_flag, const SMEnum32Entry *table, uint32_t rows,
+                            uint32_t multiple) {
   if (params == nullptr || name == nullptr || table == nullptr || rows <= 1) {
-    return kNvpEnumBadArguments;
+    return kEnumBadArguments;
   }
-  const int32_t index = NvpFind(count, params, name, case_flag);
+  const int32_t index = NVPGetParamIndexByUTF8Name(count, params, name, case_flag);
   if (index < 0) return table[1].value;
-  const char *value = NvpValueOf(params[index]);
+  const char *value = NVPGetUTF8ParamValue(params[index]);
 
   if (multiple != 1) {
     const SMEnum32Entry *row = FindRow(table, rows, value);
@@ -104,16 +106,16 @@ uint32_t NvpEnum32(int32_t count, char *const *params, const char *name, uint32_
     separator = ',';
   }
   uint32_t items = 0;
-  char *list = ConvertSeparatedValues(value, separator, '\0', &items, nullptr);
-  if (list == nullptr) return kNvpEnumBadArguments;
+  char *list = UTF8ConvertXSVToYSV(value, separator, '\0', &items, nullptr);
+  if (list == nullptr) return kEnumBadArguments;
   uint32_t combined = 0;
   const char *item = list;
   for (uint32_t i = 0; i < items; ++i, item += std::strlen(item) + 1) {
     const SMEnum32Entry *row = FindRow(table, rows, item);
     if (row != nullptr) combined |= row->value;
   }
-  kx::frame::FreeMem(list);
+  kx::base::FreeMem(list);
   return combined;
 }
 
-}  // namespace kx::text
+}  // namespace kx::values

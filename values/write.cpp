@@ -11,12 +11,11 @@
 
 #include "format/format.h"
 #include "base/memory.h"
-#include "kxsupt/base.h"
 #include "text/utf.h"
 #include "values/translation.h"
 #include "values/forms.h"
 
-namespace kx::text {
+namespace kx::values {
 
 namespace {
 
@@ -28,7 +27,7 @@ constexpr uint32_t kMaxHexBytes = 63;
 constexpr uint32_t kCtimeBlock = 32;
 
 constexpr bool IsNarrowInteger(uint32_t code) {
-  return (code >= kXltInt8 && code <= kXltInt32) || (code >= kXltUInt8 && code <= kXltUInt32);
+  return (code >= kInt8 && code <= kInt32) || (code >= kUInt8 && code <= kUInt32);
 }
 
 // The size a buffer must exceed before anything is written (0: none). The
@@ -36,24 +35,24 @@ constexpr bool IsNarrowInteger(uint32_t code) {
 // first built, so they are kept even where this host's texts are shorter:
 // callers size their buffers by them.
 uint32_t RoomBound(uint32_t code, uint32_t selector) {
-  if (IsNarrowInteger(code) && selector == kXltSelectBinary) return 32;
+  if (IsNarrowInteger(code) && selector == kSelectBinary) return 32;
   switch (code) {
-    case kXltInt8:
-    case kXltInt16:
-    case kXltInt32:
+    case kInt8:
+    case kInt16:
+    case kInt32:
       return 16;
-    case kXltUInt8:
-    case kXltUInt16:
-    case kXltUInt32:
+    case kUInt8:
+    case kUInt16:
+    case kUInt32:
       return 15;
-    case kXltInt64:
+    case kInt64:
       return 32;
-    case kXltUInt64:
-    case kXltDouble:
+    case kUInt64:
+    case kDouble:
       return 31;
-    case kXltLanguageId:
+    case kLanguageId:
       return 15;
-    case kXltTime:
+    case kTime:
       return 63;
     default:
       return 0;
@@ -71,15 +70,15 @@ T Load(const void *value) {
 // bits that the selectors print.
 uint32_t NarrowIntegerBits(const void *value, uint32_t code) {
   switch (code) {
-    case kXltInt8:
+    case kInt8:
       return static_cast<uint32_t>(static_cast<int32_t>(Load<int8_t>(value)));
-    case kXltInt16:
+    case kInt16:
       return static_cast<uint32_t>(static_cast<int32_t>(Load<int16_t>(value)));
-    case kXltInt32:
+    case kInt32:
       return static_cast<uint32_t>(Load<int32_t>(value));
-    case kXltUInt8:
+    case kUInt8:
       return Load<uint8_t>(value);
-    case kXltUInt16:
+    case kUInt16:
       return Load<uint16_t>(value);
     default:
       return Load<uint32_t>(value);
@@ -96,20 +95,20 @@ uint32_t FormatBinary(uint32_t bits, char *out) {
 
 uint32_t FormatNarrowInteger(const void *value, uint32_t code, uint32_t selector, char *out) {
   const uint32_t bits = NarrowIntegerBits(value, code);
-  const bool is_signed = code <= kXltInt32;
+  const bool is_signed = code <= kInt32;
   switch (selector) {
-    case kXltSelectBinary:
+    case kSelectBinary:
       return FormatBinary(bits, out);
-    case kXltSelectOctal:
-      return static_cast<uint32_t>(kx::codec::Format(out, kScratchSize, "%o", bits));
-    case kXltSelectHex:
-      return static_cast<uint32_t>(kx::codec::Format(out, kScratchSize, "%#x", bits));
+    case kSelectOctal:
+      return static_cast<uint32_t>(kx::format::snprintf(out, kScratchSize, "%o", bits));
+    case kSelectHex:
+      return static_cast<uint32_t>(kx::format::snprintf(out, kScratchSize, "%#x", bits));
     default:
       if (is_signed) {
         return static_cast<uint32_t>(
-            kx::codec::Format(out, kScratchSize, "%d", static_cast<int32_t>(bits)));
+            kx::format::snprintf(out, kScratchSize, "%d", static_cast<int32_t>(bits)));
       }
-      return static_cast<uint32_t>(kx::codec::Format(out, kScratchSize, "%u", bits));
+      return static_cast<uint32_t>(kx::format::snprintf(out, kScratchSize, "%u", bits));
   }
 }
 
@@ -139,21 +138,21 @@ bool FormatCtime(uint32_t seconds, char *out, uint32_t *length) {
 
 // Hands a finished text to the caller: measured for a null buffer (the size
 // needed is then at least the code's bound + 1), else copied when it fits.
-uint32_t Deliver(const char *source, size_t length, char *text, uint32_t *size, uint32_t bound) {
-  if (length >= std::numeric_limits<uint32_t>::max()) return SM_STATUS_INVALID_PARAMETER;
+Status Deliver(const char *source, size_t length, char *text, uint32_t *size, uint32_t bound) {
+  if (length >= std::numeric_limits<uint32_t>::max()) return Status::kInvalidParameter;
   const auto needed = static_cast<uint32_t>(length + 1);
   if (text == nullptr) {
     *size = std::max(needed, bound + 1);
-    return SM_STATUS_SUCCESS;
+    return Status::kSuccess;
   }
   if (*size < needed) {
     *size = needed;
-    return SM_STATUS_BUFFER_TOO_SMALL;
+    return Status::kBufferTooSmall;
   }
   std::memcpy(text, source, length);
   text[length] = 0;
   *size = needed;
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
 // A UCS-2 string as the conversion routines need it: aligned and terminated.
@@ -168,11 +167,11 @@ class Ucs2View {
     const auto *bytes = static_cast<const unsigned char *>(value);
     size_t count = 0;
     while (bytes[2 * count] != 0 || bytes[2 * count + 1] != 0) ++count;
-    copy_ = static_cast<uint16_t *>(kx::frame::AllocMem(static_cast<uint32_t>(2 * (count + 1))));
+    copy_ = static_cast<uint16_t *>(kx::base::AllocMem(static_cast<uint32_t>(2 * (count + 1))));
     if (copy_ != nullptr) std::memcpy(copy_, value, 2 * (count + 1));
     units_ = copy_;
   }
-  ~Ucs2View() { kx::frame::FreeMem(copy_); }
+  ~Ucs2View() { kx::base::FreeMem(copy_); }
   Ucs2View(const Ucs2View &) = delete;
   Ucs2View &operator=(const Ucs2View &) = delete;
 
@@ -184,51 +183,51 @@ class Ucs2View {
 };
 
 // UCS-2 text to UTF-8 in the caller's buffer, reporting the size needed.
-uint32_t WriteUcs2AsUtf8(const void *value, char *text, uint32_t *size) {
+Status WriteUcs2AsUtf8(const void *value, char *text, uint32_t *size) {
   const Ucs2View source(value);
-  if (source.units() == nullptr) return SM_STATUS_NO_MEMORY;
+  if (source.units() == nullptr) return Status::kNoMemory;
   uint32_t needed = 0;
-  uint32_t status = Ucs2ToUtf8(nullptr, &needed, source.units());
-  if (status != SM_STATUS_SUCCESS || text == nullptr) {
-    if (status == SM_STATUS_SUCCESS) *size = needed;
+  Status status = text::UCS2StrToUTF8Str(nullptr, &needed, source.units());
+  if (!Ok(status) || text == nullptr) {
+    if (Ok(status)) *size = needed;
     return status;
   }
   if (*size < needed) {
     *size = needed;
-    return SM_STATUS_BUFFER_TOO_SMALL;
+    return Status::kBufferTooSmall;
   }
   uint32_t room = needed;
-  status = Ucs2ToUtf8(text, &room, source.units());
-  if (status == SM_STATUS_SUCCESS) *size = room;
+  status = text::UCS2StrToUTF8Str(text, &room, source.units());
+  if (Ok(status)) *size = room;
   return status;
 }
 
 // Code 12 under selector 256 (a dump of 16 bytes a line, each line headed by
 // its offset) or 1024 (a list "0x%02X," per byte) of `count` bytes; a count of
 // 0 covers the string and its terminator.
-uint32_t WriteUcs2Dump(const void *value, uint32_t count, uint32_t selector, char *text,
-                       uint32_t *size) {
+Status WriteUcs2Dump(const void *value, uint32_t count, uint32_t selector, char *text,
+                     uint32_t *size) {
   const auto *bytes = static_cast<const unsigned char *>(value);
   if (count == 0) {
     size_t units = 0;
     while (bytes[2 * units] != 0 || bytes[2 * units + 1] != 0) ++units;
-    if (units >= std::numeric_limits<uint32_t>::max() / 2) return SM_STATUS_INVALID_PARAMETER;
+    if (units >= std::numeric_limits<uint32_t>::max() / 2) return Status::kInvalidParameter;
     count = static_cast<uint32_t>(2 * (units + 1));
   }
   // "0x%08X: " (12), then "%02X" bytes with a blank between, then "\n".
   const uint64_t lines = (uint64_t{count} + 15) / 16;
   const uint64_t length =
-      selector == kXltSelectHex ? 5 * uint64_t{count} : 12 * lines + 3 * uint64_t{count};
-  if (length >= std::numeric_limits<uint32_t>::max()) return SM_STATUS_INVALID_PARAMETER;
+      selector == kSelectHex ? 5 * uint64_t{count} : 12 * lines + 3 * uint64_t{count};
+  if (length >= std::numeric_limits<uint32_t>::max()) return Status::kInvalidParameter;
   const auto needed = static_cast<uint32_t>(length + 1);
   if (text == nullptr || *size < needed) {
-    const uint32_t status = text == nullptr ? SM_STATUS_SUCCESS : SM_STATUS_BUFFER_TOO_SMALL;
+    const Status status = text == nullptr ? Status::kSuccess : Status::kBufferTooSmall;
     *size = needed;
     return status;
   }
   char *out = text;
   for (uint32_t i = 0; i < count; ++i) {
-    if (selector == kXltSelectHex) {
+    if (selector == kSelectHex) {
       *out++ = '0';
       *out++ = 'x';
       *out++ = kHexDigits[bytes[i] >> 4];
@@ -237,7 +236,7 @@ uint32_t WriteUcs2Dump(const void *value, uint32_t count, uint32_t selector, cha
       continue;
     }
     if (i % 16 == 0) {
-      out += kx::codec::Format(out, 13, "0x%08X: ", i);
+      out += kx::format::snprintf(out, 13, "0x%08X: ", i);
     } else {
       *out++ = ' ';
     }
@@ -247,80 +246,80 @@ uint32_t WriteUcs2Dump(const void *value, uint32_t count, uint32_t selector, cha
   }
   *out = 0;
   *size = needed;
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
 }  // namespace
 
-uint32_t XltValueToText(const void *value, uint32_t value_size, char *text, uint32_t *size,
-                        uint32_t type) {
-  if (size == nullptr || value == nullptr) return SM_STATUS_INVALID_PARAMETER;
-  const uint32_t code = XltCodeOf(type);
-  const uint32_t selector = XltSelectorOf(type);
-  if (code > kXltLastCode) return SM_STATUS_INVALID_ARGS;
+Status XLTTypeValueToUTF8(const void *value, uint32_t value_size, char *text, uint32_t *size,
+                          uint32_t type) {
+  if (size == nullptr || value == nullptr) return Status::kInvalidParameter;
+  const uint32_t code = CodeOf(type);
+  const uint32_t selector = SelectorOf(type);
+  if (code > kLastCode) return Status::kInvalidArgs;
 
   const uint32_t bound = RoomBound(code, selector);
   if (text != nullptr && *size <= bound) {
     *size = bound + 1;
-    return SM_STATUS_BUFFER_TOO_SMALL;
+    return Status::kBufferTooSmall;
   }
 
   char scratch[kScratchSize];
   uint32_t length = 0;
   switch (code) {
-    case kXltBoolean: {
+    case kBoolean: {
       const char *word = Load<uint16_t>(value) == 1 ? "true" : "false";
       return Deliver(word, std::strlen(word), text, size, bound);
     }
-    case kXltInt8:
-    case kXltInt16:
-    case kXltInt32:
-    case kXltUInt8:
-    case kXltUInt16:
-    case kXltUInt32:
+    case kInt8:
+    case kInt16:
+    case kInt32:
+    case kUInt8:
+    case kUInt16:
+    case kUInt32:
       length = FormatNarrowInteger(value, code, selector, scratch);
       break;
-    case kXltInt64:
+    case kInt64:
       length = static_cast<uint32_t>(
           std::to_chars(scratch, scratch + kScratchSize, Load<int64_t>(value)).ptr - scratch);
       break;
-    case kXltUInt64:
+    case kUInt64:
       length = static_cast<uint32_t>(
           std::to_chars(scratch, scratch + kScratchSize, Load<uint64_t>(value)).ptr - scratch);
       break;
-    case kXltDouble:
+    case kDouble:
       length = static_cast<uint32_t>(
-          kx::codec::Format(scratch, kScratchSize, "%.3f", Load<double>(value)));
+          kx::format::snprintf(scratch, kScratchSize, "%.3f", Load<double>(value)));
       break;
-    case kXltLanguageId: {
+    case kLanguageId: {
       const char *name = LanguageName(Load<uint32_t>(value));
       return Deliver(name, std::strlen(name), text, size, bound);
     }
-    case kXltTime:
-      if (!FormatCtime(Load<uint32_t>(value), scratch, &length)) return SM_STATUS_ERROR;
+    case kTime:
+      if (!FormatCtime(Load<uint32_t>(value), scratch, &length)) return Status::kError;
       break;
-    case kXltUcs2:
+    case kUcs2:
       if (selector == 0) return WriteUcs2AsUtf8(value, text, size);
-      if (selector == kXltSelectBinary || selector == kXltSelectHex) {
+      if (selector == kSelectBinary || selector == kSelectHex) {
         return WriteUcs2Dump(value, value_size, selector, text, size);
       }
-      return SM_STATUS_INVALID_ARGS;
-    case kXltUtf8: {
+      return Status::kInvalidArgs;
+    case kUtf8: {
       const auto *string = static_cast<const char *>(value);
       return Deliver(string, std::strlen(string), text, size, bound);
     }
-    case kXltUcs2Converted:
+    case kUcs2Converted:
       return WriteUcs2AsUtf8(value, text, size);
-    case kXltIPv4:
+    case kIPv4:
       length = FormatDottedIPv4(Load<uint32_t>(value), scratch);
       break;
-    case kXltBytes:
+    case kBytes:
       length = FormatHexBytes(static_cast<const uint8_t *>(value), value_size, scratch);
       break;
     default:
-      return SM_STATUS_INVALID_ARGS;
+      return Status::kInvalidArgs;
   }
   return Deliver(scratch, length, text, size, bound);
 }
 
-}  // namespace kx::text
+}  // namespace kx::values

@@ -12,10 +12,9 @@
 #include <limits>
 
 #include "base/memory.h"
-#include "kxsupt/base.h"
 #include "values/translation.h"
 
-namespace kx::text {
+namespace kx::xml {
 
 namespace {
 
@@ -23,14 +22,14 @@ constexpr uint32_t kMaxEscapePasses = 16;
 
 // Makes room for n more bytes and the terminator; false when the buffer has
 // no content or cannot grow (it is then unchanged).
-bool Reserve(XmlBuffer *buffer, uint64_t n) {
+bool Reserve(Buffer *buffer, uint64_t n) {
   if (buffer->text == nullptr) return false;
   const uint64_t needed = uint64_t{buffer->length} + 1 + n;
   if (needed <= buffer->capacity) return true;
   if (needed > std::numeric_limits<uint32_t>::max()) return false;
   // A buffer grows as a self-sizing string does.
-  const uint32_t capacity = SsGrownCapacity(buffer->capacity, static_cast<uint32_t>(needed));
-  auto *grown = static_cast<char *>(kx::frame::ReAllocMem(buffer->text, capacity));
+  const uint32_t capacity = text::SsGrownCapacity(buffer->capacity, static_cast<uint32_t>(needed));
+  auto *grown = static_cast<char *>(kx::base::ReAllocMem(buffer->text, capacity));
   if (grown == nullptr) return false;
   buffer->text = grown;
   buffer->capacity = capacity;
@@ -40,13 +39,13 @@ bool Reserve(XmlBuffer *buffer, uint64_t n) {
 // Gives the record a fresh empty content of `capacity` bytes, with the
 // declaration when `declaration` is 1; false (record without content) for
 // capacity 0 or no memory.
-bool NewContent(XmlBuffer *buffer, uint32_t capacity, uint32_t declaration) {
-  buffer->text = capacity == 0 ? nullptr : static_cast<char *>(kx::frame::AllocMem(capacity));
+bool NewContent(Buffer *buffer, uint32_t capacity, uint32_t declaration) {
+  buffer->text = capacity == 0 ? nullptr : static_cast<char *>(kx::base::AllocMem(capacity));
   buffer->capacity = buffer->text == nullptr ? 0 : capacity;
   buffer->length = 0;
   if (buffer->text == nullptr) return false;
   buffer->text[0] = 0;
-  if (declaration == 1) XmlAppend(buffer, kXmlDeclaration, sizeof kXmlDeclaration - 1);
+  if (declaration == 1) AppendBytes(buffer, kDeclaration, sizeof kDeclaration - 1);
   return true;
 }
 
@@ -58,7 +57,7 @@ struct Piece {
 };
 
 // Appends all pieces or, when the buffer cannot grow, none.
-void AppendPieces(XmlBuffer *buffer, Piece *pieces, size_t count) {
+void AppendPieces(Buffer *buffer, Piece *pieces, size_t count) {
   uint64_t total = 0;
   const auto start = reinterpret_cast<uintptr_t>(buffer->text);
   ptrdiff_t offsets[8];
@@ -77,14 +76,14 @@ void AppendPieces(XmlBuffer *buffer, Piece *pieces, size_t count) {
   buffer->text[buffer->length] = 0;
 }
 
-bool HasText(const XmlBuffer *list) {
+bool HasText(const Buffer *list) {
   return list != nullptr && list->text != nullptr && list->length > 0;
 }
 
 // "<" name [" " attributes] and then `close` (">" or " />").
-uint32_t AppendOpening(XmlBuffer *buffer, const char *name, const XmlBuffer *attributes,
-                       const char *close) {
-  if (buffer == nullptr || name == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status AppendOpening(Buffer *buffer, const char *name, const Buffer *attributes,
+                     const char *close) {
+  if (buffer == nullptr || name == nullptr) return Status::kInvalidParameter;
   Piece pieces[5];
   size_t count = 0;
   pieces[count++] = {"<", 1};
@@ -95,7 +94,7 @@ uint32_t AppendOpening(XmlBuffer *buffer, const char *name, const XmlBuffer *att
   }
   pieces[count++] = {close, std::strlen(close)};
   AppendPieces(buffer, pieces, count);
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
 // One pass of escaping over `length` bytes into a new heap block; null when
@@ -121,7 +120,7 @@ char *EscapeOnce(const char *text, size_t length, uint32_t *escaped_length) {
     }
   }
   if (total >= std::numeric_limits<uint32_t>::max()) return nullptr;
-  auto *out = static_cast<char *>(kx::frame::AllocMem(static_cast<uint32_t>(total + 1)));
+  auto *out = static_cast<char *>(kx::base::AllocMem(static_cast<uint32_t>(total + 1)));
   if (out == nullptr) return nullptr;
   char *p = out;
   for (size_t i = 0; i < length; ++i) {
@@ -156,78 +155,79 @@ char *EscapeOnce(const char *text, size_t length, uint32_t *escaped_length) {
 }
 
 // Appends a text value, escaped for the format's pass count.
-uint32_t AppendTextValue(XmlBuffer *buffer, const char *text, const SMXGBufFormat *format) {
+Status AppendTextValue(Buffer *buffer, const char *text, const SMXGBufFormat *format) {
   const size_t length = std::strlen(text);
-  if (length >= std::numeric_limits<uint32_t>::max()) return SM_STATUS_INVALID_PARAMETER;
+  if (length >= std::numeric_limits<uint32_t>::max()) return Status::kInvalidParameter;
   const uint32_t passes = format != nullptr ? format->passes : 0;
   if (passes == 0 || length == 0) {
-    XmlAppend(buffer, text, static_cast<uint32_t>(length));
-    return SM_STATUS_SUCCESS;
+    AppendBytes(buffer, text, static_cast<uint32_t>(length));
+    return Status::kSuccess;
   }
   uint32_t size = static_cast<uint32_t>(length + 1);
-  char *escaped = EscapeXml(text, &size, passes);
-  if (escaped == nullptr) return SM_STATUS_NO_MEMORY;
-  XmlAppend(buffer, escaped, size);
-  kx::frame::FreeMem(escaped);
-  return SM_STATUS_SUCCESS;
+  char *escaped = XGEscapeXMLUTF8Str(text, &size, passes);
+  if (escaped == nullptr) return Status::kNoMemory;
+  AppendBytes(buffer, escaped, size);
+  kx::base::FreeMem(escaped);
+  return Status::kSuccess;
 }
 
 // The translation's text of a value, in a heap block of `scratch` bytes (0:
 // the translation measures first) that is enlarged once to the size reported
 // when it proves too small. On success *text owns the block.
-uint32_t TranslateValue(const void *value, uint32_t value_size, uint32_t xlt_type, uint32_t scratch,
-                        char **text) {
+Status TranslateValue(const void *value, uint32_t value_size, uint32_t xlt_type, uint32_t scratch,
+                      char **text) {
   if (scratch == 0) {
-    const uint32_t status = XltValueToText(value, value_size, nullptr, &scratch, xlt_type);
-    if (status != SM_STATUS_SUCCESS) return status;
+    const Status status =
+        values::XLTTypeValueToUTF8(value, value_size, nullptr, &scratch, xlt_type);
+    if (!Ok(status)) return status;
   }
-  auto *block = static_cast<char *>(kx::frame::AllocMem(scratch));
-  if (block == nullptr) return SM_STATUS_NO_MEMORY;
+  auto *block = static_cast<char *>(kx::base::AllocMem(scratch));
+  if (block == nullptr) return Status::kNoMemory;
   uint32_t size = scratch;
-  uint32_t status = XltValueToText(value, value_size, block, &size, xlt_type);
-  if (status == SM_STATUS_BUFFER_TOO_SMALL) {
-    auto *larger = static_cast<char *>(kx::frame::ReAllocMem(block, size));
+  Status status = values::XLTTypeValueToUTF8(value, value_size, block, &size, xlt_type);
+  if (status == Status::kBufferTooSmall) {
+    auto *larger = static_cast<char *>(kx::base::ReAllocMem(block, size));
     if (larger == nullptr) {
-      kx::frame::FreeMem(block);
-      return SM_STATUS_NO_MEMORY;
+      kx::base::FreeMem(block);
+      return Status::kNoMemory;
     }
     block = larger;
-    status = XltValueToText(value, value_size, block, &size, xlt_type);
+    status = values::XLTTypeValueToUTF8(value, value_size, block, &size, xlt_type);
   }
-  if (status != SM_STATUS_SUCCESS) {
-    kx::frame::FreeMem(block);
+  if (!Ok(status)) {
+    kx::base::FreeMem(block);
     return status;
   }
   *text = block;
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
 // Scratch bytes that a numeric value type starts with (0: not numeric). The
 // variants 33-35 and 37-40 stand for 1-3 and 5-8; 36 is not one of them.
 uint32_t NumericScratch(uint32_t type) {
   switch (type) {
-    case kXltInt8:
-    case kXltInt16:
-    case kXltInt32:
-    case 32 + kXltInt8:
-    case 32 + kXltInt16:
-    case 32 + kXltInt32:
+    case values::kInt8:
+    case values::kInt16:
+    case values::kInt32:
+    case 32 + values::kInt8:
+    case 32 + values::kInt16:
+    case 32 + values::kInt32:
       return 17;
-    case kXltInt64:
+    case values::kInt64:
       return 33;
-    case kXltUInt8:
-    case kXltUInt16:
-    case kXltUInt32:
-    case 32 + kXltUInt8:
-    case 32 + kXltUInt16:
-    case 32 + kXltUInt32:
-    case kXltLanguageId:
+    case values::kUInt8:
+    case values::kUInt16:
+    case values::kUInt32:
+    case 32 + values::kUInt8:
+    case 32 + values::kUInt16:
+    case 32 + values::kUInt32:
+    case values::kLanguageId:
       return 16;
-    case kXltUInt64:
-    case 32 + kXltUInt64:
-    case kXltDouble:
+    case values::kUInt64:
+    case 32 + values::kUInt64:
+    case values::kDouble:
       return 32;
-    case kXltTime:
+    case values::kTime:
       return 64;
     default:
       return 0;
@@ -247,133 +247,132 @@ const T *LoadPointer(const void *value) {
 }
 
 // Appends a translated text (owned block) as a text value and frees it.
-uint32_t AppendTranslatedText(XmlBuffer *buffer, uint32_t status, char *text,
-                              const SMXGBufFormat *format) {
-  if (status != SM_STATUS_SUCCESS) return status;
+Status AppendTranslatedText(Buffer *buffer, Status status, char *text,
+                            const SMXGBufFormat *format) {
+  if (!Ok(status)) return status;
   status = AppendTextValue(buffer, text, format);
-  kx::frame::FreeMem(text);
+  kx::base::FreeMem(text);
   return status;
 }
 
 }  // namespace
 
-XmlBuffer *XmlAlloc(uint32_t capacity, uint32_t declaration) {
-  auto *buffer = static_cast<XmlBuffer *>(kx::frame::AllocMem(sizeof(XmlBuffer)));
+Buffer *XGBufAlloc(uint32_t capacity, uint32_t declaration) {
+  auto *buffer = static_cast<Buffer *>(kx::base::AllocMem(sizeof(Buffer)));
   if (buffer == nullptr) return nullptr;
-  if (!NewContent(buffer, std::max(capacity, kXmlMinimumCapacity), declaration)) {
-    kx::frame::FreeMem(buffer);
+  if (!NewContent(buffer, std::max(capacity, kMinimumCapacity), declaration)) {
+    kx::base::FreeMem(buffer);
     return nullptr;
   }
   return buffer;
 }
 
-char *XmlReAllocContent(XmlBuffer *buffer, uint32_t capacity, uint32_t declaration) {
+char *XGBufReAllocContent(Buffer *buffer, uint32_t capacity, uint32_t declaration) {
   if (buffer == nullptr) return nullptr;
-  kx::frame::FreeMem(buffer->text);
+  kx::base::FreeMem(buffer->text);
   NewContent(buffer, capacity, declaration);
   return buffer->text;
 }
 
-void XmlFree(XmlBuffer *buffer) {
+void XGBufFree(Buffer *buffer) {
   if (buffer == nullptr) return;
-  kx::frame::FreeMem(buffer->text);
-  kx::frame::FreeMem(buffer);
+  kx::base::FreeMem(buffer->text);
+  kx::base::FreeMem(buffer);
 }
 
-char *XmlFreeGetContent(XmlBuffer *buffer) {
+char *XGBufFreeGetContent(Buffer *buffer) {
   if (buffer == nullptr) return nullptr;
   char *content = buffer->text;
-  kx::frame::FreeMem(buffer);
+  kx::base::FreeMem(buffer);
   return content;
 }
 
-void XmlFreeContent(char *content) {
-  kx::frame::FreeMem(content);
+void XGBufFreeContent(char *content) {
+  kx::base::FreeMem(content);
 }
 
-void XmlAppend(XmlBuffer *buffer, const char *source, uint32_t n) {
+void AppendBytes(Buffer *buffer, const char *source, uint32_t n) {
   Piece piece{source, n};
   AppendPieces(buffer, &piece, 1);
 }
 
-uint32_t XmlBeginNode(XmlBuffer *buffer, const char *name, const XmlBuffer *attributes) {
+Status XGBufCatBeginNode(Buffer *buffer, const char *name, const Buffer *attributes) {
   return AppendOpening(buffer, name, attributes, ">");
 }
 
-uint32_t XmlEmptyNode(XmlBuffer *buffer, const char *name, const XmlBuffer *attributes) {
+Status XGBufCatEmptyNode(Buffer *buffer, const char *name, const Buffer *attributes) {
   return AppendOpening(buffer, name, attributes, " />");
 }
 
-uint32_t XmlEndNode(XmlBuffer *buffer, const char *name) {
-  if (buffer == nullptr || name == nullptr) return SM_STATUS_INVALID_PARAMETER;
+Status XGBufCatEndNode(Buffer *buffer, const char *name) {
+  if (buffer == nullptr || name == nullptr) return Status::kInvalidParameter;
   Piece pieces[] = {{"</", 2}, {name, std::strlen(name)}, {">", 1}};
   AppendPieces(buffer, pieces, 3);
-  return SM_STATUS_SUCCESS;
+  return Status::kSuccess;
 }
 
-uint32_t XmlNodeValue(XmlBuffer *buffer, const void *value, uint32_t value_size,
-                      uint32_t value_type, const SMXGBufFormat *format) {
-  if (buffer == nullptr) return SM_STATUS_INVALID_PARAMETER;
-  if (value == nullptr) return SM_STATUS_NOT_AVAILABLE;
+Status XGBufCatNodeValue(Buffer *buffer, const void *value, uint32_t value_size,
+                         uint32_t value_type, const SMXGBufFormat *format) {
+  if (buffer == nullptr) return Status::kInvalidParameter;
+  if (value == nullptr) return Status::kNotAvailable;
   const uint32_t flags = format != nullptr ? format->flags : 0;
   char *text = nullptr;
-  uint32_t status;
+  Status status;
   switch (value_type) {
-    case kXltBoolean: {
+    case values::kBoolean: {
       uint16_t flag;
       std::memcpy(&flag, value, sizeof flag);
       return AppendTextValue(buffer, flag == 1 ? "true" : "false", nullptr);
     }
-    case kXltUtf8:
+    case values::kUtf8:
       return AppendTextValue(buffer, static_cast<const char *>(value), format);
     case kUtf8Pointer:
     case kUtf8PointerToo: {
       const char *pointed = LoadPointer<char>(value);
-      if (pointed == nullptr) return SM_STATUS_NOT_AVAILABLE;
+      if (pointed == nullptr) return Status::kNotAvailable;
       return AppendTextValue(buffer, pointed, format);
     }
-    case kXltUcs2Converted:
-      status = TranslateValue(value, value_size, kXltUcs2Converted, 0, &text);
+    case values::kUcs2Converted:
+      status = TranslateValue(value, value_size, values::kUcs2Converted, 0, &text);
       return AppendTranslatedText(buffer, status, text, format);
     case kUcs2Pointer: {
       const uint16_t *pointed = LoadPointer<uint16_t>(value);
-      if (pointed == nullptr) return SM_STATUS_NOT_AVAILABLE;
-      status = TranslateValue(pointed, 0, kXltUcs2Converted, 0, &text);
+      if (pointed == nullptr) return Status::kNotAvailable;
+      status = TranslateValue(pointed, 0, values::kUcs2Converted, 0, &text);
       return AppendTranslatedText(buffer, status, text, format);
     }
-    case kXltUcs2:
-      status = TranslateValue(value, value_size, kXltUcs2 | flags, 0, &text);
+    case values::kUcs2:
+      status = TranslateValue(value, value_size, values::kUcs2 | flags, 0, &text);
       return AppendTranslatedText(buffer, status, text, format);
     default:
       break;
   }
   const uint32_t scratch = NumericScratch(value_type);
-  if (scratch == 0) return SM_STATUS_NOT_AVAILABLE;
+  if (scratch == 0) return Status::kNotAvailable;
   const uint32_t code = value_type > 32 ? value_type - 32 : value_type;
   status = TranslateValue(value, value_size, code | flags, scratch, &text);
-  if (status != SM_STATUS_SUCCESS) return status;
-  XmlAppend(buffer, text, static_cast<uint32_t>(std::strlen(text)));
-  kx::frame::FreeMem(text);
-  return SM_STATUS_SUCCESS;
+  if (!Ok(status)) return status;
+  AppendBytes(buffer, text, static_cast<uint32_t>(std::strlen(text)));
+  kx::base::FreeMem(text);
+  return Status::kSuccess;
 }
 
-uint32_t XmlNode(XmlBuffer *buffer, const char *name, const XmlBuffer *attributes,
-                 const void *value, uint32_t value_size, uint32_t value_type,
-                 const SMXGBufFormat *format) {
-  const uint32_t status = XmlBeginNode(buffer, name, attributes);
-  if (status != SM_STATUS_SUCCESS) return status;
-  const uint32_t value_status = XmlNodeValue(buffer, value, value_size, value_type, format);
+Status XGBufCatNode(Buffer *buffer, const char *name, const Buffer *attributes, const void *value,
+                    uint32_t value_size, uint32_t value_type, const SMXGBufFormat *format) {
+  const Status status = XGBufCatBeginNode(buffer, name, attributes);
+  if (!Ok(status)) return status;
+  const Status value_status = XGBufCatNodeValue(buffer, value, value_size, value_type, format);
   // A value that cannot be written leaves an empty element, still closed.
-  if (value_status != SM_STATUS_SUCCESS && value_status != SM_STATUS_NOT_AVAILABLE) {
+  if (value_status != Status::kSuccess && value_status != Status::kNotAvailable) {
     return value_status;
   }
-  return XmlEndNode(buffer, name);
+  return XGBufCatEndNode(buffer, name);
 }
 
-uint32_t XmlAttribute(XmlBuffer *attributes, const char *name, const void *value,
-                      uint32_t value_size, uint32_t value_type, const SMXGBufFormat *format) {
+Status XGBufCatAttribute(Buffer *attributes, const char *name, const void *value,
+                         uint32_t value_size, uint32_t value_type, const SMXGBufFormat *format) {
   if (attributes == nullptr || name == nullptr || value == nullptr) {
-    return SM_STATUS_INVALID_PARAMETER;
+    return Status::kInvalidParameter;
   }
   Piece pieces[3];
   size_t count = 0;
@@ -381,12 +380,12 @@ uint32_t XmlAttribute(XmlBuffer *attributes, const char *name, const void *value
   pieces[count++] = {name, std::strlen(name)};
   pieces[count++] = {"=\"", 2};
   AppendPieces(attributes, pieces, count);
-  const uint32_t status = XmlNodeValue(attributes, value, value_size, value_type, format);
-  XmlAppend(attributes, "\"", 1);
+  const Status status = XGBufCatNodeValue(attributes, value, value_size, value_type, format);
+  AppendBytes(attributes, "\"", 1);
   return status;
 }
 
-char *EscapeXml(const char *text, uint32_t *size, uint32_t passes) {
+char *XGEscapeXMLUTF8Str(const char *text, uint32_t *size, uint32_t passes) {
   if (text == nullptr || size == nullptr || passes == 0) return nullptr;
   passes = std::min(passes, kMaxEscapePasses);
   // A self-sizing string of capacity 0 has no buffer to append to.
@@ -396,11 +395,11 @@ char *EscapeXml(const char *text, uint32_t *size, uint32_t passes) {
   for (uint32_t pass = 1; pass < passes && current != nullptr; ++pass) {
     // The next pass starts from the previous length as its capacity.
     char *next = length == 0 ? nullptr : EscapeOnce(current, length, &length);
-    kx::frame::FreeMem(current);
+    kx::base::FreeMem(current);
     current = next;
   }
   if (current != nullptr) *size = length;
   return current;
 }
 
-}  // namespace kx::text
+}  // namespace kx::xml

@@ -1,10 +1,15 @@
 /*
- * kxsupt base definitions: export marker, C linkage guards and the status
- * codes that every function of the library returns.
+ * kxsupt base: export marker, C linkage guards, the status codes that every
+ * function of the library returns, version queries, the export context and
+ * memory services.
  *
  * A status is an unsigned 32-bit value; 0 is success. Functions that return a
  * status hand data back only through their out-parameters. Creation functions
  * return a handle (null on any failure) instead of a status.
+ *
+ * Memory that any kxsupt function hands to its caller comes from the process
+ * heap and is released with SMFreeMem or SMFreeGeneric (the two are the same).
+ * The memory functions add nothing to the heap: no header, no zeroing.
  */
 #ifndef KXSUPT_BASE_H
 #define KXSUPT_BASE_H
@@ -56,5 +61,29 @@ typedef uint32_t SMStatus;
 #define SM_STATUS_OVERFLOW 290u          /* numeric conversion above the target's maximum */
 #define SM_STATUS_UNDERFLOW 291u         /* numeric conversion below the target's minimum */
 #define SM_STATUS_ERROR 4294967295u      /* raw operating-system failure, untranslated */
+
+KXSUPT_BEGIN_DECLS
+
+/* Version of the library's interface: 1, 1 and 1. */
+KXSUPT_API uint32_t SUPTGetMajorVersion(void);
+KXSUPT_API uint32_t SUPTGetMinorVersion(void);
+KXSUPT_API uint32_t SUPTGetRevision(void);
+
+/* Export context: kept for source compatibility; there is no context here.
+ * SMGetExportContext always stores 0; the other two do nothing. */
+KXSUPT_API void SMGetExportContext(uint32_t *pContext);
+KXSUPT_API void SMSetExportContext(void *pContext);
+KXSUPT_API void SMResetExportContext(void);
+
+/* Allocate size bytes (contents undefined); null on failure. */
+KXSUPT_API void *SMAllocMem(uint32_t size);
+/* Resize a block (may move it); null on failure, the old block stays valid. */
+KXSUPT_API void *SMReAllocMem(void *pMem, uint32_t size);
+/* Release a block; null is ignored. */
+KXSUPT_API void SMFreeMem(void *pMem);
+/* Release a block returned by any other kxsupt function; null is ignored. */
+KXSUPT_API void SMFreeGeneric(void *pMem);
+
+KXSUPT_END_DECLS
 
 #endif /* KXSUPT_BASE_H */

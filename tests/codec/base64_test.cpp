@@ -61,7 +61,7 @@ std::vector<uint8_t> Bytes(const std::string &s) {
   return {s.begin(), s.end()};
 }
 
-class Base64EngineTest : public ::testing::TestWithParam<Base64Engine> {
+class Base64Engines : public ::testing::TestWithParam<Base64Engine> {
  protected:
   void SetUp() override {
     if (GetParam() == Base64Engine::kAvx2 && !kx::codec::HasBase64Avx2()) {
@@ -132,7 +132,7 @@ TEST(Base64Exports, stated_vectors_and_bad_arguments) {
   }
 }
 
-TEST_P(Base64EngineTest, stated_quirks) {
+TEST_P(Base64Engines, stated_quirks) {
   // A one-byte tail reads the following byte: its upper four bits enter the
   // second character.
   EXPECT_EQ(Encode(Bytes("M"), nullptr, 0xF0), "Tf==");
@@ -161,7 +161,7 @@ TEST_P(Base64EngineTest, stated_quirks) {
 
 // ---- Differential ---------------------------------------------------------------------
 
-TEST_P(Base64EngineTest, encoding_matches_the_reference_and_decodes_back) {
+TEST_P(Base64Engines, encoding_matches_the_reference_and_decodes_back) {
   std::mt19937_64 rng(21);
   std::string reversed(kStandard.rbegin(), kStandard.rend());
   std::string url = kStandard.substr(0, 62) + "-_";
@@ -183,7 +183,7 @@ TEST_P(Base64EngineTest, encoding_matches_the_reference_and_decodes_back) {
   }
 }
 
-TEST_P(Base64EngineTest, decoding_arbitrary_text_matches_the_model) {
+TEST_P(Base64Engines, decoding_arbitrary_text_matches_the_model) {
   // Mostly alphabet characters with "=" and foreign bytes sprinkled in, so
   // groups of every padding shape appear between clean stretches.
   std::mt19937_64 rng(25);
@@ -210,7 +210,7 @@ TEST_P(Base64EngineTest, decoding_arbitrary_text_matches_the_model) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Engines, Base64EngineTest,
+INSTANTIATE_TEST_SUITE_P(Engines, Base64Engines,
                          ::testing::Values(Base64Engine::kPortable, Base64Engine::kAvx2),
                          [](const auto &info) {
                            return info.param == Base64Engine::kAvx2 ? "avx2" : "portable";

@@ -33,7 +33,7 @@ struct Engine {
   bool (*available)();
 };
 
-class Crc32EngineTest : public ::testing::TestWithParam<Engine> {
+class Crc32Engines : public ::testing::TestWithParam<Engine> {
  protected:
   void SetUp() override {
     if (!GetParam().available()) GTEST_SKIP() << GetParam().name << " not supported here";
@@ -45,7 +45,7 @@ class Crc32EngineTest : public ::testing::TestWithParam<Engine> {
   }
 };
 
-TEST_P(Crc32EngineTest, matches_zlib) {
+TEST_P(Crc32Engines, matches_zlib) {
   std::mt19937_64 rng(1);
   std::vector<uint8_t> data = RandomBytes(rng, (3u << 20) + 64);
   // Every short length, half of them continuing a random checksum.
@@ -65,7 +65,7 @@ TEST_P(Crc32EngineTest, matches_zlib) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Engines, Crc32EngineTest,
+    Engines, Crc32Engines,
     ::testing::Values(Engine{"portable", &kx::codec::Crc32RawPortable, +[] { return true; }},
                       Engine{"clmul", &kx::codec::Crc32RawClmul, &kx::codec::HasCrc32Clmul},
                       Engine{"vpclmul", &kx::codec::Crc32RawVpclmul, &kx::codec::HasCrc32Vpclmul}),
@@ -115,7 +115,7 @@ uint32_t LiteralGenerate(const uint8_t *data, uint32_t dataLength, uint32_t tota
   return c;
 }
 
-TEST(GenerateCrc32, stated_vectors) {
+TEST(GenerateCRC32, stated_vectors) {
   const uint8_t zeros[2] = {0, 0};
   struct Case {
     const void *data;
@@ -131,7 +131,7 @@ TEST(GenerateCrc32, stated_vectors) {
   }
 }
 
-TEST(GenerateCrc32, matches_the_literal_rule) {
+TEST(GenerateCRC32, matches_the_literal_rule) {
   std::mt19937_64 rng(8);
   std::vector<uint8_t> data = RandomBytes(rng, 3000);
   // Totals both below the data length (cut) and above it (zero padding).
@@ -154,7 +154,7 @@ TEST(GenerateCrc32, matches_the_literal_rule) {
   }
 }
 
-TEST(GenerateCrc32, huge_zero_padding_matches_zlib_combination) {
+TEST(GenerateCRC32, huge_zero_padding_matches_zlib_combination) {
   // For 0/1 bytes the rule is the complement of the standard CRC, and zlib's
   // crc32_combine yields the CRC of any number of zero bytes by doubling.
   auto zeros_crc = [](uint64_t count) {

@@ -146,10 +146,11 @@ TEST(Md5Context, count_carries_nulls_are_ignored_and_unload_zeroes) {
 template <Md5Order kOrder>
 Digest Internal(std::mt19937_64 &rng, const std::vector<uint8_t> &data) {
   SMRFC1321Context context;
-  kx::codec::Md5Load(&context);
-  FeedInPieces(rng, data,
-               [&](const uint8_t *p, size_t k) { kx::codec::Md5Add<kOrder>(&context, p, k); });
-  kx::codec::Md5Finish<kOrder>(&context);
+  kx::codec::RFC1321Load(&context);
+  FeedInPieces(rng, data, [&](const uint8_t *p, size_t k) {
+    kx::codec::RFC1321AddMsg<kOrder>(&context, p, k);
+  });
+  kx::codec::RFC1321ComputeMsgDigest<kOrder>(&context);
   return Digest(context.digest, context.digest + 16);
 }
 

@@ -30,10 +30,11 @@ struct NaiveTable {
 
   // op 0 acquires the ID, 1 verifies it, 2 releases it (in that order below).
   SMStatus ById(int op, uint32_t id) {
-    if (uint64_t{id} >= uint64_t{size()} * 8) return 257;
+    if (uint64_t{id} >= uint64_t{size()} * 8) return SM_STATUS_OS_FAILURE;
     const bool used = Bit(id);
     if (op != 1) Set(id, op == 0);
-    return op == 0 ? (used ? 258 : 0) : (used ? 0 : 12);
+    if (op == 0) return used ? SM_STATUS_IN_USE : SM_STATUS_SUCCESS;
+    return used ? SM_STATUS_SUCCESS : SM_STATUS_NOT_IN_USE;
   }
 
   // The first non-zero word decides: word 0 holding only ID 0 gives 0.
@@ -170,7 +171,7 @@ void CompareOneOperation(std::mt19937 &rng, NaiveTable &model, std::vector<unsig
 // Per size: single operations on random tables, then long sequences from a
 // cleared table, where acquisitions fill it and releases punch holes, so
 // mode 1 meets full, empty and partial words in turn.
-TEST(HashIdModel, FollowsTheNaiveModel) {
+TEST(HashIdModel, follows_a_naive_model_over_random_operations) {
   std::mt19937 rng(2024);
   for (uint32_t size : kSizes) {
     for (int round = 0; round < 1500; ++round) {
@@ -184,7 +185,7 @@ TEST(HashIdModel, FollowsTheNaiveModel) {
     }
     for (int round = 0; round < 4; ++round) {
       std::vector<unsigned char> real(size + 1, 0xFF);
-      ASSERT_EQ(SMClearHashTable(real.data(), size), 0u);
+      ASSERT_EQ(SMClearHashTable(real.data(), size), SM_STATUS_SUCCESS);
       ASSERT_EQ(real.back(), 0xFF);  // not a byte more
       real.pop_back();
       NaiveTable model{std::vector<unsigned char>(size, 0)};
@@ -195,7 +196,7 @@ TEST(HashIdModel, FollowsTheNaiveModel) {
   }
 }
 
-TEST(HashIdEdges, BytesNeeded) {
+TEST(HashIdEdges, bytes_needed_cover_whole_words_up_to_the_largest_id) {
   const uint32_t cases[][2] = {
       {0, 0},          {1, 4},         {31, 4}, {32, 8}, {63, 8}, {64, 12}, {0x3FFFFFFE, 0x8000000},
       {0x3FFFFFFF, 0}, {0xFFFFFFFF, 0}};
@@ -203,7 +204,7 @@ TEST(HashIdEdges, BytesNeeded) {
 }
 
 // Mode 1 continues above the IDs in use in the last partly used word.
-TEST(HashIdEdges, AcquireWordChoice) {
+TEST(HashIdEdges, mode_1_continues_above_the_ids_of_the_last_partly_used_word) {
   struct Case {
     const char *what;
     std::vector<uint32_t> words;
@@ -231,26 +232,26 @@ TEST(HashIdEdges, AcquireWordChoice) {
 }
 
 // ID 0 is taken only by number and never reported; the minimum quirk.
-TEST(HashIdEdges, ReservedIdAndMinimum) {
+TEST(HashIdEdges, id_0_is_taken_only_by_number_and_hides_the_minimum) {
   uint32_t table[2] = {0, 0}, word, bit;
-  EXPECT_EQ(SMAcquireHashIDByID(table, 8, 0), 0u);
+  EXPECT_EQ(SMAcquireHashIDByID(table, 8, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(table[0], 1u);
-  EXPECT_EQ(SMVerifyHashID(table, 8, 0), 0u);
+  EXPECT_EQ(SMVerifyHashID(table, 8, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(SMFindFirstHashID(table, 8, &word, &bit), 0u);
   EXPECT_EQ(SMGetMaxInUseID(table, 8), 0u);
-  ASSERT_EQ(SMAcquireHashIDByID(table, 8, 40), 0u);
+  ASSERT_EQ(SMAcquireHashIDByID(table, 8, 40), SM_STATUS_SUCCESS);
   EXPECT_EQ(SMGetMinInUseID(table, 8), 0u);  // word 0 holds only ID 0, though 40 is used
   EXPECT_EQ(SMGetMaxInUseID(table, 8), 40u);
   EXPECT_EQ(SMAcquireHashID(table, 8, 0), 1u);
   EXPECT_EQ(SMGetMinInUseID(table, 8), 1u);
 }
 
-TEST(HashIdEdges, NullArguments) {
+TEST(HashIdEdges, null_tables_are_refused_without_a_write) {
   uint32_t table[1] = {0x6}, word = 0, bit = 0;
-  EXPECT_EQ(SMClearHashTable(nullptr, 8), 271u);
-  EXPECT_EQ(SMAcquireHashIDByID(nullptr, 8, 1), 271u);
-  EXPECT_EQ(SMVerifyHashID(nullptr, 8, 1), 271u);
-  EXPECT_EQ(SMReleaseHashID(nullptr, 8, 1), 271u);
+  EXPECT_EQ(SMClearHashTable(nullptr, 8), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMAcquireHashIDByID(nullptr, 8, 1), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMVerifyHashID(nullptr, 8, 1), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMReleaseHashID(nullptr, 8, 1), SM_STATUS_INVALID_PARAMETER);
   EXPECT_EQ(SMAcquireHashID(nullptr, 8, 0), 0u);
   EXPECT_EQ(SMGetMinInUseID(nullptr, 8), 0u);
   EXPECT_EQ(SMGetMaxInUseID(nullptr, 8), 0u);

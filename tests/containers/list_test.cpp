@@ -13,6 +13,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "base/memory.h"
 #include "kxsupt/containers.h"
 
 namespace {
@@ -155,7 +156,8 @@ void RunRandomOperations(uint32_t seed) {
         const bool refused = at != model.end() && ValueOf(*at) == key;
         E *e = make(key);
         Visits visits{key, {}};
-        ASSERT_EQ(F::Ordered(list, e, &visits, &Visit<E>), refused ? 258u : 0u);
+        ASSERT_EQ(F::Ordered(list, e, &visits, &Visit<E>),
+                  refused ? SM_STATUS_IN_USE : SM_STATUS_SUCCESS);
         ASSERT_EQ(visits.seen,
                   std::vector<void *>(model.begin(), at == model.end() ? at : std::next(at)));
         if (!refused) model.insert(at, e);
@@ -210,14 +212,14 @@ void RunRandomOperations(uint32_t seed) {
   for (E *e : made) F::Free(e);
 }
 
-TYPED_TEST(List, FollowsStdListOverRandomOperations) {
+TYPED_TEST(List, follows_std_list_over_random_operations) {
   for (uint32_t seed : {1u, 2u, 3u, 4u}) RunRandomOperations<TypeParam>(seed);
 }
 
 // Ordered inserts into hand-built lists: the first equal entry refuses even
 // when a later entry would place the key; a callback that always answers
 // "after" appends, one that always answers "before" prepends.
-TYPED_TEST(List, OrderedInsert) {
+TYPED_TEST(List, ordered_insert_stops_at_the_first_equal_or_later_entry) {
   using F = TypeParam;
   using E = typename F::E;
   struct Case {
@@ -241,7 +243,9 @@ TYPED_TEST(List, OrderedInsert) {
     for (int v : c.before) F::AtTail(&list, model.emplace_back(Make<F>(v)));
     Visits visits{c.key, {}};
     E *e = Make<F>(c.key);
-    EXPECT_EQ(F::Ordered(&list, e, &visits, c.compare), c.at < 0 ? 258u : 0u) << c.key;
+    EXPECT_EQ(F::Ordered(&list, e, &visits, c.compare),
+              c.at < 0 ? SM_STATUS_IN_USE : SM_STATUS_SUCCESS)
+        << c.key;
     if (c.at >= 0) model.insert(std::next(model.begin(), c.at), e);
     EXPECT_TRUE(MatchesModel(list, model)) << c.key;
     for (E *x : model) F::Free(x);
@@ -251,7 +255,7 @@ TYPED_TEST(List, OrderedInsert) {
 
 // Allocation puts the payload right behind the header; the in-place
 // initialisers clear the links and leave pData alone.
-TYPED_TEST(List, EntryLayoutAndInit) {
+TYPED_TEST(List, payload_follows_the_header_and_init_clears_only_links) {
   using F = TypeParam;
   using E = typename F::E;
   E *bare = F::Alloc(0), *full = F::Alloc(16);
@@ -269,9 +273,25 @@ TYPED_TEST(List, EntryLayoutAndInit) {
   }
 }
 
+// A heap that refuses gives null records and entries; the next request after
+// the refusal is served again.
+TYPED_TEST(List, allocation_refused_by_the_heap_gives_null) {
+  using F = TypeParam;
+  {
+    kx::base::testing::AllocationBudget budget(0);
+    EXPECT_EQ(F::ListAlloc(), nullptr);
+    EXPECT_EQ(F::Alloc(0), nullptr);
+    EXPECT_EQ(F::Alloc(64), nullptr);
+  }
+  typename F::L *list = F::ListAlloc();
+  ASSERT_NE(list, nullptr);
+  EXPECT_EQ(F::Empty(list), 1);
+  F::ListFree(list);
+}
+
 // Removing the tail of a one-entry list (the singly linked walk finds no
 // predecessor) empties it; null arguments give 271, null or nothing.
-TYPED_TEST(List, OneEntryTailAndNullArguments) {
+TYPED_TEST(List, one_entry_tail_and_null_arguments_are_handled) {
   using F = TypeParam;
   using E = typename F::E;
   typename F::L list{reinterpret_cast<E *>(&list), reinterpret_cast<E *>(&list)};
@@ -285,10 +305,10 @@ TYPED_TEST(List, OneEntryTailAndNullArguments) {
   EXPECT_EQ(F::PopHead(&list), nullptr);
 
   Visits visits{0, {}};
-  EXPECT_EQ(F::Ordered(nullptr, &e, &visits, &Visit<E>), 271u);
-  EXPECT_EQ(F::Ordered(&list, nullptr, &visits, &Visit<E>), 271u);
-  EXPECT_EQ(F::Ordered(&list, &e, nullptr, &Visit<E>), 271u);
-  EXPECT_EQ(F::Ordered(&list, &e, &visits, nullptr), 271u);
+  EXPECT_EQ(F::Ordered(nullptr, &e, &visits, &Visit<E>), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(F::Ordered(&list, nullptr, &visits, &Visit<E>), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(F::Ordered(&list, &e, nullptr, &Visit<E>), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(F::Ordered(&list, &e, &visits, nullptr), SM_STATUS_INVALID_PARAMETER);
   EXPECT_EQ(F::Empty(nullptr), 1);
   EXPECT_EQ(F::PopHead(nullptr), nullptr);
   EXPECT_EQ(F::PopTail(nullptr), nullptr);

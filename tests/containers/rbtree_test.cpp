@@ -12,6 +12,7 @@
 #include <random>
 #include <vector>
 
+#include "base/memory.h"
 #include "kxsupt/containers.h"
 
 namespace {
@@ -119,7 +120,8 @@ void RunRandomOperations(uint32_t seed, int steps, int key_range) {
       case 1:
       case 2: {  // a present key keeps its data
         void *data = rng() % 2 ? &first[key] : &second[key];
-        ASSERT_EQ(SMRedBlackTreeDataInsert(&tree, data, &key, &CompareKey), present ? 258u : 0u);
+        ASSERT_EQ(SMRedBlackTreeDataInsert(&tree, data, &key, &CompareKey),
+                  present ? SM_STATUS_IN_USE : SM_STATUS_SUCCESS);
         model.emplace(key, data);
         break;
       }
@@ -128,7 +130,8 @@ void RunRandomOperations(uint32_t seed, int steps, int key_range) {
         int path;
         Node *node = Find(tree, key, &path);
         const bool two = node != nullptr && node->pLeft != nullptr && node->pRight != nullptr;
-        ASSERT_EQ(SMRedBlackTreeDataDelete(&tree, &key, &CompareKey), present ? 0u : 256u);
+        ASSERT_EQ(SMRedBlackTreeDataDelete(&tree, &key, &CompareKey),
+                  present ? SM_STATUS_SUCCESS : SM_STATUS_NOT_AVAILABLE);
         ASSERT_TRUE(!two || node->pData == std::next(at)->second);
         if (present) model.erase(at);
         break;
@@ -187,7 +190,7 @@ void RunRandomOperations(uint32_t seed, int steps, int key_range) {
   EXPECT_EQ(want.size(), model.size());
 }
 
-TEST(TreeModel, FollowsStdMapOverRandomOperations) {
+TEST(TreeModel, follows_std_map_over_random_operations) {
   RunRandomOperations(1, 20000, 300);
   RunRandomOperations(2, 20000, 40);
   RunRandomOperations(3, 8000, 4000);
@@ -196,32 +199,64 @@ TEST(TreeModel, FollowsStdMapOverRandomOperations) {
 // Ascending keys stay within the height bound; deleting every other key keeps
 // the rules; a whole-tree delete without a release callback frees the rest
 // (the sanitizer build's leak check watches).
-TEST(TreeEdges, AscendingFill) {
+TEST(TreeEdges, ascending_fill_and_alternate_deletes_keep_every_rule) {
   std::vector<int> keys(1000);
   Node *tree = nullptr;
   for (int k = 1; k <= 1000; ++k) {
     keys[k - 1] = k;
-    ASSERT_EQ(SMRedBlackTreeDataInsert(&tree, &keys[k - 1], &k, &CompareKey), 0u);
+    ASSERT_EQ(SMRedBlackTreeDataInsert(&tree, &keys[k - 1], &k, &CompareKey), SM_STATUS_SUCCESS);
     ASSERT_TRUE(IsValidTree(tree, k));
   }
   for (int k = 2; k <= 1000; k += 2) {
-    ASSERT_EQ(SMRedBlackTreeDataDelete(&tree, &k, &CompareKey), 0u);
+    ASSERT_EQ(SMRedBlackTreeDataDelete(&tree, &k, &CompareKey), SM_STATUS_SUCCESS);
     ASSERT_TRUE(IsValidTree(tree, 1000 - k / 2));
   }
   SMRedBlackTreeDelete(&tree, nullptr, nullptr);
   EXPECT_EQ(tree, nullptr);
 }
 
+// A refused node allocation reports 272 and leaves the tree exactly as it was
+// (same nodes, same data, every rule kept), so the caller can simply retry; a
+// key already present is refused with 258 before any allocation is tried.
+TEST(TreeOutOfMemory, refused_inserts_report_no_memory_and_change_nothing) {
+  std::vector<int> keys(400);
+  for (int k = 0; k < 400; ++k) keys[k] = k;
+  std::shuffle(keys.begin(), keys.end(), std::mt19937(3));
+  Node *tree = nullptr;
+  for (int i = 0; i < 200; ++i) {
+    ASSERT_EQ(SMRedBlackTreeDataInsert(&tree, &keys[i], &keys[i], &CompareKey), SM_STATUS_SUCCESS);
+  }
+  Collector before;
+  SMRedBlackTreeDataWalk(tree, &before, &Collect, SM_RBT_WALK_ASCENDING);
+  {
+    kx::base::testing::AllocationBudget budget(0);
+    for (int i = 200; i < 400; ++i) {
+      ASSERT_EQ(SMRedBlackTreeDataInsert(&tree, &keys[i], &keys[i], &CompareKey),
+                SM_STATUS_NO_MEMORY);
+    }
+    EXPECT_EQ(SMRedBlackTreeDataInsert(&tree, &keys[0], &keys[0], &CompareKey), SM_STATUS_IN_USE);
+  }
+  Collector after;
+  SMRedBlackTreeDataWalk(tree, &after, &Collect, SM_RBT_WALK_ASCENDING);
+  EXPECT_EQ(after.seen, before.seen);
+  EXPECT_TRUE(IsValidTree(tree, 200));
+  for (int i = 200; i < 400; ++i) {
+    ASSERT_EQ(SMRedBlackTreeDataInsert(&tree, &keys[i], &keys[i], &CompareKey), SM_STATUS_SUCCESS);
+  }
+  EXPECT_TRUE(IsValidTree(tree, 400));
+  SMRedBlackTreeDelete(&tree, nullptr, nullptr);
+}
+
 // IsEmpty and DataWalk take the root itself, not the handle, and mode 0 looks
 // at the node passed in only, so any subtree root will do. Walk mode 5 and
 // null arguments give null or 271 without a callback call. Detach forgets the
 // root and touches no node.
-TEST(TreeEdges, CallsOnTheRootRefusalsAndDetach) {
+TEST(TreeEdges, calls_on_the_root_refusals_and_detach_change_no_node) {
   int keys[15];
   Node *tree = nullptr;
   for (int k = 0; k < 15; ++k) {
     keys[k] = k;
-    ASSERT_EQ(SMRedBlackTreeDataInsert(&tree, &keys[k], &k, &CompareKey), 0u);
+    ASSERT_EQ(SMRedBlackTreeDataInsert(&tree, &keys[k], &k, &CompareKey), SM_STATUS_SUCCESS);
   }
   for (Node *node : {tree, tree->pLeft, tree->pRight}) {
     Collector stop{{}, 0}, go;
@@ -236,13 +271,16 @@ TEST(TreeEdges, CallsOnTheRootRefusalsAndDetach) {
   EXPECT_EQ(SMRedBlackTreeDataWalk(tree, &c, nullptr, 1), nullptr);
   EXPECT_EQ(SMRedBlackTreeDataWalk(nullptr, &c, &Collect, 1), nullptr);
   EXPECT_TRUE(c.seen.empty());
-  EXPECT_EQ(SMRedBlackTreeDataInsert(nullptr, record, &key, &CompareKey), 271u);
-  EXPECT_EQ(SMRedBlackTreeDataInsert(&tree, nullptr, &key, &CompareKey), 271u);
-  EXPECT_EQ(SMRedBlackTreeDataInsert(&tree, record, nullptr, &CompareKey), 271u);
-  EXPECT_EQ(SMRedBlackTreeDataInsert(&tree, record, &key, nullptr), 271u);
-  EXPECT_EQ(SMRedBlackTreeDataDelete(nullptr, &key, &CompareKey), 271u);
-  EXPECT_EQ(SMRedBlackTreeDataDelete(&tree, nullptr, &CompareKey), 271u);
-  EXPECT_EQ(SMRedBlackTreeDataDelete(&tree, &key, nullptr), 271u);
+  EXPECT_EQ(SMRedBlackTreeDataInsert(nullptr, record, &key, &CompareKey),
+            SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMRedBlackTreeDataInsert(&tree, nullptr, &key, &CompareKey),
+            SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMRedBlackTreeDataInsert(&tree, record, nullptr, &CompareKey),
+            SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMRedBlackTreeDataInsert(&tree, record, &key, nullptr), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMRedBlackTreeDataDelete(nullptr, &key, &CompareKey), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMRedBlackTreeDataDelete(&tree, nullptr, &CompareKey), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMRedBlackTreeDataDelete(&tree, &key, nullptr), SM_STATUS_INVALID_PARAMETER);
   EXPECT_EQ(SMRedBlackTreeDataReplace(nullptr, record, &key, &CompareKey), nullptr);
   EXPECT_EQ(SMRedBlackTreeDataReplace(&tree, nullptr, &key, &CompareKey), nullptr);
   EXPECT_EQ(SMRedBlackTreeDataReplace(&tree, record, nullptr, &CompareKey), nullptr);

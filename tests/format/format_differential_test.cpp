@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -29,13 +30,22 @@ struct Case {
   std::function<int(char *, size_t)> theirs;
 };
 
+// The internal entry with its truncation flag, over variable arguments.
+int32_t FormatReportingTruncation(bool *truncated, char *dest, uint32_t size, const char *format,
+                                  ...) {
+  va_list args;
+  va_start(args, format);
+  const int32_t stored = kx::format::vsnprintf(dest, size, format, args, truncated);
+  va_end(args);
+  return stored;
+}
+
 template <typename... Args>
 Case MakeCase(const std::string &format, Args... args) {
   return {format,
           [format, args...](char *dest, uint32_t size, bool *truncated) {
             if (truncated == nullptr) return SMsnprintf(dest, size, format.c_str(), args...);
-            return kx::codec::FormatReportingTruncation(truncated, dest, size, format.c_str(),
-                                                        args...);
+            return FormatReportingTruncation(truncated, dest, size, format.c_str(), args...);
           },
           [format, args...](char *dest, size_t size) {
             return std::snprintf(dest, size, format.c_str(), args...);

@@ -138,13 +138,13 @@ TEST(FormatUcs2, ConvertsThenPrintsAsString) {
 // attach never ran), and threads formatting at once each get their own text
 // whether it exists or not.
 TEST(FormatModule, AttachDetachAndFallbackLock) {
-  kx::codec::FormatDetach();
+  kx::format::FormatDetach();
   for (bool attached : {false, true, false, true}) {
     if (attached) {
-      ASSERT_EQ(kx::codec::FormatAttach(), 1);
-      ASSERT_EQ(kx::codec::FormatAttach(), 1);  // a second attach does nothing
+      ASSERT_EQ(kx::format::FormatAttach(), 1);
+      ASSERT_EQ(kx::format::FormatAttach(), 1);  // a second attach does nothing
     } else {
-      kx::codec::FormatDetach();
+      kx::format::FormatDetach();
     }
     std::atomic<int> mismatches{0};
     std::vector<std::thread> threads;
@@ -162,7 +162,7 @@ TEST(FormatModule, AttachDetachAndFallbackLock) {
     for (std::thread &thread : threads) thread.join();
     EXPECT_EQ(mismatches.load(), 0) << "attached " << attached;
   }
-  kx::codec::FormatDetach();
+  kx::format::FormatDetach();
 }
 
 }  // namespace

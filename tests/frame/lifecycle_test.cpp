@@ -8,8 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "kxsupt/frame.h"
-
 namespace {
 
 // Fake modules record every attach and detach; one can be told to fail.
@@ -34,7 +32,7 @@ constexpr kx::frame::ModuleStep kFakeChain[] = {
     {"nine", &FakeAttach<9>, &FakeDetach<9>},
 };
 
-class LifecycleTest : public ::testing::Test {
+class Lifecycle : public ::testing::Test {
  protected:
   void SetUp() override {
     g_calls.clear();
@@ -47,16 +45,15 @@ class LifecycleTest : public ::testing::Test {
   }
 };
 
-TEST_F(LifecycleTest, first_load_attaches_every_module_in_order) {
+TEST_F(Lifecycle, first_load_attaches_every_module_in_order) {
   kx::frame::Lifecycle life{kFakeChain};
   EXPECT_EQ(life.Load(), 1);
   EXPECT_EQ(g_calls, Sequence("attach", {1, 2, 3, 4, 5, 6, 7, 8, 9}));
   EXPECT_EQ(life.load_count(), 1);
   EXPECT_EQ(life.attach_count(), 1);
-  EXPECT_TRUE(life.modules_up());
 }
 
-TEST_F(LifecycleTest, second_load_only_counts) {
+TEST_F(Lifecycle, second_load_only_counts) {
   kx::frame::Lifecycle life{kFakeChain};
   ASSERT_EQ(life.Load(), 1);
   g_calls.clear();
@@ -72,10 +69,9 @@ TEST_F(LifecycleTest, second_load_only_counts) {
   EXPECT_EQ(g_calls, Sequence("detach", {9, 8, 7, 6, 5, 4, 3, 2, 1}));
   EXPECT_EQ(life.load_count(), 0);
   EXPECT_EQ(life.attach_count(), 0);
-  EXPECT_FALSE(life.modules_up());
 }
 
-TEST_F(LifecycleTest, unloading_flag_is_set_on_last_unload_and_cleared_by_next_load) {
+TEST_F(Lifecycle, unloading_flag_is_set_on_last_unload_and_cleared_by_next_load) {
   kx::frame::Lifecycle life{kFakeChain};
   ASSERT_EQ(life.Load(), 1);
   ASSERT_EQ(life.Unload(), 1);
@@ -84,7 +80,7 @@ TEST_F(LifecycleTest, unloading_flag_is_set_on_last_unload_and_cleared_by_next_l
   EXPECT_EQ(life.unloading(), 0);
 }
 
-TEST_F(LifecycleTest, unload_without_load_reports_zero_and_does_nothing) {
+TEST_F(Lifecycle, unload_without_load_reports_zero_and_does_nothing) {
   kx::frame::Lifecycle life{kFakeChain};
   EXPECT_EQ(life.Unload(), 0);
   EXPECT_TRUE(g_calls.empty());
@@ -94,7 +90,7 @@ TEST_F(LifecycleTest, unload_without_load_reports_zero_and_does_nothing) {
 
 // Every position of the chain fails once: exactly the earlier steps are
 // detached, newest first; the load count stays 0 and the attach count 1.
-TEST_F(LifecycleTest, failing_step_detaches_exactly_the_earlier_steps_in_reverse) {
+TEST_F(Lifecycle, failing_step_detaches_exactly_the_earlier_steps_in_reverse) {
   for (int fail = 1; fail <= 9; ++fail) {
     SCOPED_TRACE("failing step " + std::to_string(fail));
     g_calls.clear();
@@ -107,11 +103,10 @@ TEST_F(LifecycleTest, failing_step_detaches_exactly_the_earlier_steps_in_reverse
     EXPECT_EQ(g_calls, expected);
     EXPECT_EQ(life.load_count(), 0);
     EXPECT_EQ(life.attach_count(), 1);
-    EXPECT_FALSE(life.modules_up());
   }
 }
 
-TEST_F(LifecycleTest, attach_count_left_raised_by_failure_is_balanced_by_next_attempt) {
+TEST_F(Lifecycle, attach_count_left_raised_by_failure_is_balanced_by_next_attempt) {
   g_fail_step = 6;
   kx::frame::Lifecycle life{kFakeChain};
   ASSERT_EQ(life.Load(), 0);
@@ -129,36 +124,10 @@ TEST_F(LifecycleTest, attach_count_left_raised_by_failure_is_balanced_by_next_at
   EXPECT_EQ(life.attach_count(), 1);
 }
 
-TEST_F(LifecycleTest, real_chain_starts_with_the_product_registry) {
+TEST_F(Lifecycle, real_chain_starts_with_the_product_registry) {
   auto chain = kx::frame::ModuleChain();
   ASSERT_FALSE(chain.empty());
   EXPECT_STREQ(chain.front().name, "product registry");
-}
-
-TEST(FrameExports, versions_and_export_context) {
-  EXPECT_EQ(SUPTGetMajorVersion(), 1u);
-  EXPECT_EQ(SUPTGetMinorVersion(), 1u);
-  EXPECT_EQ(SUPTGetRevision(), 1u);
-  uint32_t context = 0xDEADBEEF;
-  SMSetExportContext(&context);
-  SMGetExportContext(&context);
-  EXPECT_EQ(context, 0u);
-  SMResetExportContext();
-}
-
-TEST(FrameExports, memory_round_trip_and_null_release) {
-  SMFreeMem(nullptr);
-  SMFreeGeneric(nullptr);
-  auto *block = static_cast<unsigned char *>(SMAllocMem(16));
-  ASSERT_NE(block, nullptr);
-  for (int i = 0; i < 16; ++i) block[i] = static_cast<unsigned char>(i);
-  block = static_cast<unsigned char *>(SMReAllocMem(block, 4096));
-  ASSERT_NE(block, nullptr);
-  for (int i = 0; i < 16; ++i) EXPECT_EQ(block[i], i);  // resize keeps the contents
-  SMFreeGeneric(block);
-  void *fresh = SMReAllocMem(nullptr, 8);  // a null block resizes like an allocation
-  ASSERT_NE(fresh, nullptr);
-  SMFreeMem(fresh);
 }
 
 }  // namespace

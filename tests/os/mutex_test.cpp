@@ -7,11 +7,12 @@
 #include <thread>
 #include <vector>
 
+#include "base/memory.h"
 #include "kxsupt/os.h"
 
 namespace {
 
-TEST(Mutex, ExcludesOtherThreads) {
+TEST(Mutex, excludes_other_threads) {
   EXPECT_EQ(SMMutexCreate("shared"), nullptr);  // named mutexes are not available
   void *mutex = SMMutexCreate(nullptr);
   ASSERT_NE(mutex, nullptr);
@@ -42,7 +43,7 @@ TEST(Mutex, ExcludesOtherThreads) {
 
 // A mutex held by another thread times out at once for one try and after
 // the bound otherwise; a bounded wait still succeeds when the holder lets go.
-TEST(Mutex, TimeOutsOnAHeldMutex) {
+TEST(Mutex, bounded_waits_on_a_held_mutex_time_out) {
   void *mutex = SMMutexCreate(nullptr);
   ASSERT_NE(mutex, nullptr);
   std::atomic<int> stage{0};  // 1: held, 2: a waiter is starting, 3: let go
@@ -53,9 +54,9 @@ TEST(Mutex, TimeOutsOnAHeldMutex) {
     EXPECT_EQ(SMMutexUnLock(mutex), SM_STATUS_SUCCESS);
   });
   while (stage.load() != 1) std::this_thread::yield();
-  EXPECT_EQ(SMMutexLock(mutex, 0), 3u);
-  EXPECT_EQ(SMMutexLock(mutex, 1), 3u);
-  EXPECT_EQ(SMMutexLock(mutex, 40), 3u);
+  EXPECT_EQ(SMMutexLock(mutex, 0), SM_STATUS_TIMEOUT);
+  EXPECT_EQ(SMMutexLock(mutex, 1), SM_STATUS_TIMEOUT);
+  EXPECT_EQ(SMMutexLock(mutex, 40), SM_STATUS_TIMEOUT);
   SMStatus status = SM_STATUS_ERROR;
   std::thread waiter([&] {
     stage.store(2);
@@ -70,10 +71,10 @@ TEST(Mutex, TimeOutsOnAHeldMutex) {
   SMMutexDestroy(mutex);
 }
 
-TEST(Mutex, NullAndForeignHandlesAreRefused) {
-  EXPECT_EQ(SMMutexLock(nullptr, SM_WAIT_FOREVER), 271u);
-  EXPECT_EQ(SMMutexLock(nullptr, 0), 271u);
-  EXPECT_EQ(SMMutexUnLock(nullptr), 271u);
+TEST(Mutex, null_foreign_and_unmade_handles_are_refused) {
+  EXPECT_EQ(SMMutexLock(nullptr, SM_WAIT_FOREVER), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMMutexLock(nullptr, 0), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMMutexUnLock(nullptr), SM_STATUS_INVALID_PARAMETER);
   SMMutexDestroy(nullptr);
   // Any handle of the library's IPC families starts with its kind word; a
   // semaphore's (kind 2) is refused by every mutex operation and left intact.
@@ -82,12 +83,14 @@ TEST(Mutex, NullAndForeignHandlesAreRefused) {
     const char *name;
     int object;
   } semaphore{2, nullptr, 77};
-  EXPECT_EQ(SMMutexLock(&semaphore, SM_WAIT_FOREVER), 257u);
-  EXPECT_EQ(SMMutexLock(&semaphore, 0), 257u);
-  EXPECT_EQ(SMMutexUnLock(&semaphore), 257u);
+  EXPECT_EQ(SMMutexLock(&semaphore, SM_WAIT_FOREVER), SM_STATUS_OS_FAILURE);
+  EXPECT_EQ(SMMutexLock(&semaphore, 0), SM_STATUS_OS_FAILURE);
+  EXPECT_EQ(SMMutexUnLock(&semaphore), SM_STATUS_OS_FAILURE);
   SMMutexDestroy(&semaphore);  // not a mutex: not freed (a stack object here)
   EXPECT_EQ(semaphore.kind, 2u);
   EXPECT_EQ(semaphore.object, 77);
+  kx::base::testing::AllocationBudget budget(0);
+  EXPECT_EQ(SMMutexCreate(nullptr), nullptr);  // no memory for the handle
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <random>
 #include <string>
 
+#include "base/memory.h"
 #include "kxsupt/text.h"
 #include "text/sstring.h"
 #include "text_test_support.h"
@@ -153,7 +154,7 @@ TEST(SelfSizingFailures, leave_the_string_as_it_was) {
   EXPECT_TRUE(ss.pStr == nullptr && ss.capacity == 0 && ss.length == 0);
   SMSSUCS2StrFree(&ss);  // a second free is harmless
 
-  kx_text_test::BudgetHeap heap(0);
+  kx::base::testing::AllocationBudget heap(0);
   EXPECT_EQ(SMSSUTF8StrAlloc(&ss, 16), nullptr);
   EXPECT_EQ(ss.pStr, nullptr);
   heap.Grant(2);  // two buffers, then neither growth nor scratch blocks

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/memory.h"
 #include "kxsupt/text.h"
 #include "text_test_support.h"
 
@@ -203,7 +204,7 @@ TEST(Ucs2Escape, sizes_and_statuses) {
   many.push_back(0);
   size = 0;
   for (int budget : {0, 1}) {  // no work buffer; one that cannot grow
-    kx_text_test::BudgetHeap heap(budget);
+    kx::base::testing::AllocationBudget heap(budget);
     EXPECT_EQ(SMUCS2ToEscape(nullptr, &size, many.data()), SM_STATUS_ERROR);
   }
   EXPECT_EQ(size, 0u);

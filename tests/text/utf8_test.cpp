@@ -10,7 +10,7 @@
 #include <random>
 #include <string>
 
-#include "kxsupt/frame.h"
+#include "base/memory.h"
 #include "kxsupt/text.h"
 
 namespace {
@@ -64,6 +64,8 @@ TEST(Utf8Bytes, case_reversal_and_duplication_work_byte_by_byte) {
   EXPECT_EQ(copy, all);
   SMFreeMem(copy);
   EXPECT_EQ(SMUTF8Strdup(nullptr), nullptr);
+  kx::base::testing::AllocationBudget budget(0);
+  EXPECT_EQ(SMUTF8Strdup("copy"), nullptr);  // no memory for the copy
 }
 
 std::string RandomBytes(std::mt19937 &random, size_t max_length) {

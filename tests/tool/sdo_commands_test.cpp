@@ -71,13 +71,14 @@ SDOConfig *BuildDirect(const Json &object) {
     uint8_t type = entry["type"];
     if (entry.contains("object")) {
       SDOConfig *child = BuildDirect(entry["object"]);
-      EXPECT_EQ(SMSDOConfigAddData(config, id, (type & 0xE0) | 0x0D, child, 8, 0), 0u);
+      EXPECT_EQ(SMSDOConfigAddData(config, id, (type & 0xE0) | 0x0D, child, 8, 0),
+                SM_STATUS_SUCCESS);
     } else if (entry.contains("array")) {
       std::vector<SDOConfig *> children;
       for (const Json &element : entry["array"]) children.push_back(BuildDirect(element));
       EXPECT_EQ(SMSDOConfigAddData(config, id, (type & 0xE0) | 0x1D, children.data(),
                                    static_cast<uint32_t>(8 * children.size()), 0),
-                0u);
+                SM_STATUS_SUCCESS);
     } else {
       std::string hex = entry["hex"];
       std::vector<uint8_t> bytes;
@@ -86,7 +87,7 @@ SDOConfig *BuildDirect(const Json &object) {
       }
       EXPECT_EQ(SMSDOConfigAddData(config, id, type, bytes.data(),
                                    static_cast<uint32_t>(bytes.size()), 0),
-                0u);
+                SM_STATUS_SUCCESS);
     }
   }
   return config;
@@ -96,7 +97,7 @@ std::string LibraryImage(const Json &object) {
   SDOConfig *config = BuildDirect(object);
   uint32_t size = SMSDOConfigGetBinarySize(config);
   std::string image(size, '\0');
-  EXPECT_EQ(SMSDOConfigToBinary(config, image.data(), &size), 0u);
+  EXPECT_EQ(SMSDOConfigToBinary(config, image.data(), &size), SM_STATUS_SUCCESS);
   SMSDOConfigFree(config);
   return image;
 }

@@ -50,7 +50,7 @@ Written Write(const void *value, uint32_t value_size, uint32_t type, uint32_t ro
   std::vector<char> buffer(room, '\x7f');
   Written w{0, room, ""};
   w.status = SMXLTTypeValueToUTF8(value, value_size, room ? buffer.data() : nullptr, &w.size, type);
-  if (w.status == 0 && room != 0) w.text = buffer.data();
+  if (w.status == SM_STATUS_SUCCESS && room != 0) w.text = buffer.data();
   return w;
 }
 
@@ -71,17 +71,18 @@ void UseTimeZone(const char *zone) {
   tzset();
 }
 
-TEST(XltParse, arguments_and_the_room_each_code_asks_for) {
+TEST(ValueParse, arguments_and_the_room_each_code_asks_for) {
   uint32_t size = 8;
   int32_t value = 0;
-  EXPECT_EQ(SMXLTUTF8ToTypeValue(nullptr, &value, &size, 3), 271u);
-  EXPECT_EQ(SMXLTUTF8ToTypeValue("1", &value, nullptr, 3), 271u);
-  EXPECT_EQ(SMXLTUTF8ToTypeValue("1", nullptr, &size, 3), 271u);
-  EXPECT_EQ(SMXLTUTF8ToTypeValue("1", &value, &size, 17), 2u);
-  EXPECT_EQ(SMXLTUTF8ToTypeValue("7", &value, &size, 0xFFFF0003u), 0u) << "high bits ignored";
+  EXPECT_EQ(SMXLTUTF8ToTypeValue(nullptr, &value, &size, 3), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMXLTUTF8ToTypeValue("1", &value, nullptr, 3), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMXLTUTF8ToTypeValue("1", nullptr, &size, 3), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMXLTUTF8ToTypeValue("1", &value, &size, 17), SM_STATUS_INVALID_ARGS);
+  EXPECT_EQ(SMXLTUTF8ToTypeValue("7", &value, &size, 0xFFFF0003u), SM_STATUS_SUCCESS)
+      << "high bits ignored";
   EXPECT_EQ(value, 7);
   size = 0;  // the room is checked before the value pointer
-  EXPECT_EQ(SMXLTUTF8ToTypeValue("1", nullptr, &size, 3), 16u);
+  EXPECT_EQ(SMXLTUTF8ToTypeValue("1", nullptr, &size, 3), SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 4u);
   // One byte short: 16 with the size needed, nothing written. Exact room: the
   // size out. Codes 13 and 16 ask for the text's length + 1 (16 then gives
@@ -93,11 +94,11 @@ TEST(XltParse, arguments_and_the_room_each_code_asks_for) {
   const uint32_t needed[] = {2, 1, 2, 4, 8, 1, 2, 4, 8, 8, 4, 4, 8, 4, 8, 4, 5};
   for (uint32_t code = 0; code <= 16; ++code) {
     const auto short_room = Parse(texts[code], code, needed[code] - 1);
-    EXPECT_EQ(short_room.status, 16u) << code;
+    EXPECT_EQ(short_room.status, SM_STATUS_BUFFER_TOO_SMALL) << code;
     EXPECT_EQ(short_room.size, needed[code]) << code;
     EXPECT_EQ(short_room.bytes[0], 0xAA) << code;
     const auto exact = Parse(texts[code], code, needed[code]);
-    EXPECT_EQ(exact.status, 0u) << code;
+    EXPECT_EQ(exact.status, SM_STATUS_SUCCESS) << code;
     EXPECT_EQ(exact.size, code == 16 ? 2 : needed[code]) << code;
   }
   EXPECT_EQ(Parse("abc", 12, 3).size, 4u);
@@ -107,32 +108,38 @@ TEST(XltParse, arguments_and_the_room_each_code_asks_for) {
 // above the range (unsigned codes read through strtoul, which wraps a minus
 // sign, so below is above; 32-bit codes keep the low 32 bits of what the
 // conversion gave), and the value where it is accepted.
-TEST(XltParse, range_statuses_at_each_types_boundaries) {
+TEST(ValueParse, range_statuses_at_each_types_boundaries) {
   const std::tuple<uint32_t, uint32_t, uint32_t, const char *> rows[] = {
-      {1, 291, 290, "-129 -128 127 128"},
-      {2, 291, 290, "-32769 -32768 32767 32768"},
-      {3, 0, 0, "-2147483649 -2147483648 2147483647 2147483648"},
-      {4, 291, 290,
+      {1, SM_STATUS_UNDERFLOW, SM_STATUS_OVERFLOW, "-129 -128 127 128"},
+      {2, SM_STATUS_UNDERFLOW, SM_STATUS_OVERFLOW, "-32769 -32768 32767 32768"},
+      {3, SM_STATUS_SUCCESS, SM_STATUS_SUCCESS, "-2147483649 -2147483648 2147483647 2147483648"},
+      {4, SM_STATUS_UNDERFLOW, SM_STATUS_OVERFLOW,
        "-9223372036854775809 -9223372036854775808 9223372036854775807 9223372036854775808"},
-      {5, 290, 290, "-1 0 255 256"},
-      {6, 290, 290, "-1 0 65535 65536"},
-      {7, 0, 0, "-1 0 4294967295 4294967296"},
-      {8, 291, 290, "-1 0 18446744073709551615 18446744073709551616"}};
+      {5, SM_STATUS_OVERFLOW, SM_STATUS_OVERFLOW, "-1 0 255 256"},
+      {6, SM_STATUS_OVERFLOW, SM_STATUS_OVERFLOW, "-1 0 65535 65536"},
+      {7, SM_STATUS_SUCCESS, SM_STATUS_SUCCESS, "-1 0 4294967295 4294967296"},
+      {8, SM_STATUS_UNDERFLOW, SM_STATUS_OVERFLOW,
+       "-1 0 18446744073709551615 18446744073709551616"}};
   for (const auto &[code, below, above, texts] : rows) {
     std::istringstream words(texts);
     std::string text;
     for (int i = 0; words >> text; ++i) {
       const auto p = Parse(text.c_str(), code);
-      ASSERT_EQ(p.status, i == 0 ? below : i == 3 ? above : 0) << code << " " << text;
+      ASSERT_EQ(p.status, i == 0   ? below
+                          : i == 3 ? above
+                                   : SM_STATUS_SUCCESS)
+          << code << " " << text;
       // strtoull negates modulo 2^64: the low bytes of a negative value too.
-      EXPECT_TRUE(p.status != 0 || p.Holds(std::strtoull(text.c_str(), nullptr, 10))) << text;
+      EXPECT_TRUE(p.status != SM_STATUS_SUCCESS ||
+                  p.Holds(std::strtoull(text.c_str(), nullptr, 10)))
+          << text;
     }
   }
 }
 
 // Texts that the random tests below do not reach: the value where one is
 // accepted, the status and nothing written where not.
-TEST(XltParse, accepted_and_refused_texts) {
+TEST(ValueParse, accepted_and_refused_texts) {
   UseTimeZone("UTC");
   const std::tuple<uint32_t, const char *, uint64_t> accepted[] = {
       {0, "TRUE", 1},
@@ -151,32 +158,35 @@ TEST(XltParse, accepted_and_refused_texts) {
       {11, "Tue Feb 29 12:00:00 2000", 951825600}};
   for (const auto &[type, text, value] : accepted) {
     const auto p = Parse(text, type);
-    ASSERT_EQ(p.status, 0u) << text;
+    ASSERT_EQ(p.status, SM_STATUS_SUCCESS) << text;
     EXPECT_TRUE(p.Holds(value)) << text;
   }
   constexpr uint32_t kBin = 256, kOct = 512, kAlt = 768, kHex = 1024;
   std::vector<std::tuple<uint32_t, uint32_t, std::vector<const char *>>> refused = {
-      {3, 271, {" 12", "12 ", "12abc", "", "0x1F", "1.5", "++1", "1-"}},
-      {3 | kOct, 271, {"8", "-1", "+1", "", "0x1"}},
-      {3 | kHex, 271, {"0x", "", "123456789", "0x123456789", "g", "-1", " 1", "0x0x1"}},
-      {0, 271, {"yes", "1", "", "true ", " true", "tru", "falsey"}},
-      {15, 0xFFFFFFFF, {"300.1.1.1", "0x0a.0.0.1", "a.b.c.d", "", "1.2.3.4.5", "-1.2.3.4"}},
-      {16, 271, {"0", "abc", "0G", "0x00", " 00", "00 ", "-1"}},
-      {12, 257, {"\xC3"}},
-      {14, 257, {"\x80"}},
-      {11, 291, {"Wed Dec 31 23:59:59 1969"}},
-      {11, 290, {"Sun Feb  7 06:28:16 2106"}},
+      {3, SM_STATUS_INVALID_PARAMETER, {" 12", "12 ", "12abc", "", "0x1F", "1.5", "++1", "1-"}},
+      {3 | kOct, SM_STATUS_INVALID_PARAMETER, {"8", "-1", "+1", "", "0x1"}},
+      {3 | kHex,
+       SM_STATUS_INVALID_PARAMETER,
+       {"0x", "", "123456789", "0x123456789", "g", "-1", " 1", "0x0x1"}},
+      {0, SM_STATUS_INVALID_PARAMETER, {"yes", "1", "", "true ", " true", "tru", "falsey"}},
+      {15, SM_STATUS_ERROR, {"300.1.1.1", "0x0a.0.0.1", "a.b.c.d", "", "1.2.3.4.5", "-1.2.3.4"}},
+      {16, SM_STATUS_INVALID_PARAMETER, {"0", "abc", "0G", "0x00", " 00", "00 ", "-1"}},
+      {12, SM_STATUS_OS_FAILURE, {"\xC3"}},
+      {14, SM_STATUS_OS_FAILURE, {"\x80"}},
+      {11, SM_STATUS_UNDERFLOW, {"Wed Dec 31 23:59:59 1969"}},
+      {11, SM_STATUS_OVERFLOW, {"Sun Feb  7 06:28:16 2106"}},
       {11,
-       271,
+       SM_STATUS_INVALID_PARAMETER,
        {"Fri Jan  1 00:00:00 1970", "Thu Feb 30 00:00:00 1970", "thu jan  1 00:00:00 1970",
         "Thu Jan  1 00:00:00 1970\n", "Thu Jan  1 24:00:00 1970", "Thu Jan  1 0:00:00 1970",
         "Thu Jan  1 00:60:00 1970", ""}}};
   for (uint32_t type : {3 | kBin, 5 | kHex | kBin, 8 | kBin, 9 | kBin})
-    refused.push_back({type, 271, {"1"}});
-  for (uint32_t type : {12 | kBin, 12 | kOct, 12 | kAlt}) refused.push_back({type, 2, {"a"}});
+    refused.push_back({type, SM_STATUS_INVALID_PARAMETER, {"1"}});
+  for (uint32_t type : {12 | kBin, 12 | kOct, 12 | kAlt})
+    refused.push_back({type, SM_STATUS_INVALID_ARGS, {"a"}});
   // The 64-bit and double codes refuse octal and hexadecimal before the text.
   for (uint32_t type : {4 | kOct, 4 | kHex, 8 | kOct, 8 | kHex, 9 | kOct, 9 | kHex}) {
-    refused.push_back({type, 1, {"x"}});
+    refused.push_back({type, SM_STATUS_FAILED, {"x"}});
   }
   for (const auto &[type, status, texts] : refused) {
     for (const char *text : texts) {
@@ -193,7 +203,7 @@ TEST(XltParse, accepted_and_refused_texts) {
 // the grammar's pattern matches, then stored as the C library converts them
 // (8- and 16-bit codes range-checked, 32-bit codes truncated, 64-bit codes
 // refused where strtoll / strtoull report ERANGE).
-TEST(XltParse, integers_agree_with_the_grammar_and_the_strtol_family) {
+TEST(ValueParse, integers_agree_with_the_grammar_and_the_strtol_family) {
   const std::tuple<uint32_t, int, std::regex, std::string, std::string> grammars[] = {
       {0, 10, std::regex("[+-]|[+-]?[0-9]+"), "0123456789", "+- x."},
       {768, 10, std::regex("[+-]|[+-]?[0-9]+"), "0123456789", "+-a"},
@@ -218,34 +228,39 @@ TEST(XltParse, integers_agree_with_the_grammar_and_the_strtol_family) {
     const unsigned long long u64 = std::strtoull(text.c_str(), nullptr, 10);
     const bool u64_range = errno == ERANGE;
     for (uint32_t code = 1; code <= 8; ++code) {
-      uint32_t status = 0;
+      uint32_t status = SM_STATUS_SUCCESS;
       uint64_t value = code <= 3 ? static_cast<uint64_t>(s) : u;
       if ((code == 4 || code == 8) && base != 10) {
-        status = 1;
+        status = SM_STATUS_FAILED;
       } else if (!valid) {
-        status = 271;
+        status = SM_STATUS_INVALID_PARAMETER;
       } else if (code == 1 || code == 2) {
         const long limit = code == 1 ? 128 : 32768;
-        status = s >= limit ? 290 : s < -limit ? 291 : 0;
+        status = s >= limit   ? SM_STATUS_OVERFLOW
+                 : s < -limit ? SM_STATUS_UNDERFLOW
+                              : SM_STATUS_SUCCESS;
       } else if (code == 5 || code == 6) {
-        status = u >= (code == 5 ? 256u : 65536u) ? 290 : 0;
+        status = u >= (code == 5 ? 256u : 65536u) ? SM_STATUS_OVERFLOW : SM_STATUS_SUCCESS;
       } else if (code == 4) {
-        status = s64_range ? (minus ? 291 : 290) : 0;
+        status = s64_range ? (minus ? SM_STATUS_UNDERFLOW : SM_STATUS_OVERFLOW) : SM_STATUS_SUCCESS;
         value = s64;
       } else if (code == 8) {
-        status = minus && (u64_range || u64 != 0) ? 291 : u64_range ? 290 : 0;
+        status = minus && (u64_range || u64 != 0) ? SM_STATUS_UNDERFLOW
+                 : u64_range                      ? SM_STATUS_OVERFLOW
+                                                  : SM_STATUS_SUCCESS;
         value = u64;
       }
       const auto p = Parse(text.c_str(), code | selector);
       ASSERT_EQ(p.status, status) << code << " " << selector << " \"" << text << "\"";
-      ASSERT_TRUE(status != 0 || p.Holds(value)) << code << " " << selector << " " << text;
+      ASSERT_TRUE(status != SM_STATUS_SUCCESS || p.Holds(value))
+          << code << " " << selector << " " << text;
     }
   }
 }
 
 // Random texts in and out of the double grammar against strtod: values beyond
 // the largest double are 290 / 291, smaller ones read as strtod reads them.
-TEST(XltParse, doubles_agree_with_the_grammar_and_strtod) {
+TEST(ValueParse, doubles_agree_with_the_grammar_and_strtod) {
   const std::regex pattern("[+-]|[+-]?([0-9]+\\.?[0-9]*|\\.[0-9]+)([eE][+-]?[0-9]+)?");
   std::mt19937_64 rng(1234);
   auto pick = [&](size_t n) { return static_cast<size_t>(rng() % n); };
@@ -267,23 +282,23 @@ TEST(XltParse, doubles_agree_with_the_grammar_and_strtod) {
     errno = 0;
     const double expected = std::strtod(text.c_str(), nullptr);
     if (!std::regex_match(text, pattern)) {
-      ASSERT_EQ(p.status, 271u) << text;
+      ASSERT_EQ(p.status, SM_STATUS_INVALID_PARAMETER) << text;
     } else if (errno == ERANGE && std::isinf(expected)) {
-      ASSERT_EQ(p.status, expected < 0 ? 291u : 290u) << text;
+      ASSERT_EQ(p.status, expected < 0 ? SM_STATUS_UNDERFLOW : SM_STATUS_OVERFLOW) << text;
     } else {
-      ASSERT_EQ(p.status, 0u) << text;
+      ASSERT_EQ(p.status, SM_STATUS_SUCCESS) << text;
       ASSERT_TRUE(p.Holds(std::bit_cast<uint64_t>(expected))) << text;  // the sign of zero too
     }
   }
 }
 
-TEST(XltWrite, arguments_and_the_room_each_code_needs) {
+TEST(ValueWrite, arguments_and_the_room_each_code_needs) {
   const uint64_t zero = 0;  // a valid value of every fixed-size code
   char text[64];
   uint32_t size = sizeof text;
-  EXPECT_EQ(SMXLTTypeValueToUTF8(nullptr, 4, text, &size, 3), 271u);
-  EXPECT_EQ(SMXLTTypeValueToUTF8(&zero, 4, text, nullptr, 3), 271u);
-  EXPECT_EQ(SMXLTTypeValueToUTF8(&zero, 4, text, &size, 17), 2u);
+  EXPECT_EQ(SMXLTTypeValueToUTF8(nullptr, 4, text, &size, 3), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMXLTTypeValueToUTF8(&zero, 4, text, nullptr, 3), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMXLTTypeValueToUTF8(&zero, 4, text, &size, 17), SM_STATUS_INVALID_ARGS);
   // The room a buffer must exceed before anything is written, whatever the
   // text's length; a null buffer measures at least that room.
   UseTimeZone("UTC");
@@ -293,7 +308,7 @@ TEST(XltWrite, arguments_and_the_room_each_code_needs) {
       {3 | 256, 32}, {5 | 256, 32}, {7 | 256, 32},  {4, 32},       {4 | 256, 32},
       {8, 31},       {9, 31},       {10, 15},       {11, 63}};
   for (const auto &[type, bound] : bounds) {
-    EXPECT_EQ(Write(&zero, 8, type, bound).status, 16u) << type;
+    EXPECT_EQ(Write(&zero, 8, type, bound).status, SM_STATUS_BUFFER_TOO_SMALL) << type;
     EXPECT_EQ(Write(&zero, 8, type, bound).size, bound + 1) << type;
     const auto accepted = Write(&zero, 8, type, bound + 1);
     EXPECT_EQ(accepted.size, accepted.text.size() + 1) << type;
@@ -313,7 +328,8 @@ TEST(XltWrite, arguments_and_the_room_each_code_needs) {
       {&large, 8, 9, "10000000000000000303786028427003666890752.000"}};
   for (const auto &[value, value_size, type, expected] : texts) {
     const auto length = static_cast<uint32_t>(expected.size());
-    EXPECT_EQ(Write(value, value_size, type, length).status, 16u) << expected;
+    EXPECT_EQ(Write(value, value_size, type, length).status, SM_STATUS_BUFFER_TOO_SMALL)
+        << expected;
     EXPECT_EQ(Write(value, value_size, type, length).size, length + 1) << expected;
     EXPECT_EQ(Write(value, value_size, type, length + 1).text, expected);
     EXPECT_EQ(Write(value, value_size, type, 0).size, length + 1) << expected;
@@ -322,7 +338,7 @@ TEST(XltWrite, arguments_and_the_room_each_code_needs) {
 
 // Integers under every selector against printf and bitset, the 64-bit codes
 // (which ignore selectors) and doubles against printf.
-TEST(XltWrite, numbers_agree_with_printf) {
+TEST(ValueWrite, numbers_agree_with_printf) {
   std::mt19937_64 rng(4242);
   for (int round = 0; round < 3000; ++round) {
     const uint64_t bits = round == 0   ? 0
@@ -355,7 +371,7 @@ TEST(XltWrite, numbers_agree_with_printf) {
 
 // Times against ctime_r in a zone with summer time, addresses against
 // inet_ntop, byte arrays against "%02X" (at most 63 bytes are written).
-TEST(XltWrite, times_addresses_and_bytes_agree_with_the_c_library) {
+TEST(ValueWrite, times_addresses_and_bytes_agree_with_the_c_library) {
   UseTimeZone("CET-1CEST,M3.5.0,M10.5.0/3");
   std::mt19937 rng(11);
   uint8_t bytes[100];
@@ -379,12 +395,12 @@ TEST(XltWrite, times_addresses_and_bytes_agree_with_the_c_library) {
 
 // UCS-2 strings as UTF-8 and as dumps, also one byte into a block (not
 // aligned for 16-bit units), read from there and parsed into there.
-TEST(XltWrite, ucs2_strings_as_utf8_and_as_dumps) {
+TEST(ValueWrite, ucs2_strings_as_utf8_and_as_dumps) {
   alignas(4) uint16_t block[21];
   auto *text = reinterpret_cast<uint8_t *>(block) + 1;
   const uint16_t units[] = {'A', 0xE9, 0x20AC, 0};
   uint32_t size = 15;
-  ASSERT_EQ(SMXLTUTF8ToTypeValue("A\xC3\xA9\xE2\x82\xAC", text, &size, 12), 0u);
+  ASSERT_EQ(SMXLTUTF8ToTypeValue("A\xC3\xA9\xE2\x82\xAC", text, &size, 12), SM_STATUS_SUCCESS);
   EXPECT_EQ(size, 8u);
   EXPECT_EQ(std::memcmp(text, units, sizeof units), 0);
   for (uint32_t type : {12u, 14u, 14u | 1024u}) {
@@ -406,7 +422,7 @@ TEST(XltWrite, ucs2_strings_as_utf8_and_as_dumps) {
   EXPECT_EQ(Write(zeros, 176, 12 | 256, 1024).text.find("0x000000A0: "), 600u);
   for (uint32_t selector : {512u, 768u}) EXPECT_EQ(Write(units, 0, 12 | selector).status, 2u);
   const uint16_t broken[] = {0xDC00, 0};  // a lone surrogate
-  EXPECT_EQ(Write(broken, 4, 12).status, 257u);
+  EXPECT_EQ(Write(broken, 4, 12).status, SM_STATUS_OS_FAILURE);
 }
 
 // Binary text (256) is never read back, nor octal or hexadecimal (512, 1024)
@@ -414,15 +430,16 @@ TEST(XltWrite, ucs2_strings_as_utf8_and_as_dumps) {
 // as its 32-bit pattern, which is above the code's range.
 uint32_t RoundTripStatus(uint32_t code, uint32_t selector, bool negative) {
   const bool wide = code == 4 || code == 8 || code == 9;
-  if (!(code >= 1 && code <= 9) || selector == 0 || selector == 768) return 0;
-  if (selector == 256) return 271;
-  if (wide) return 1;
-  return negative && code <= 2 ? 290 : 0;
+  if (!(code >= 1 && code <= 9) || selector == 0 || selector == 768) return SM_STATUS_SUCCESS;
+  if (selector == 256) return SM_STATUS_INVALID_PARAMETER;
+  if (wide) return SM_STATUS_FAILED;
+  return negative && code <= 2 ? SM_STATUS_OVERFLOW : SM_STATUS_SUCCESS;
 }
 
-TEST(XltRoundTrip, fixed_size_codes_under_every_selector) {
+TEST(ValueRoundTrip, fixed_size_codes_under_every_selector) {
   UseTimeZone("UTC");
-  const uint32_t sizes[] = {2, 1, 2, 4, 8, 1, 2, 4, 8, 8, 4, 4, 0, 0, 0, 4};
+  const uint32_t sizes[] = {
+      2, SM_STATUS_FAILED, SM_STATUS_INVALID_ARGS, 4, 8, 1, 2, 4, 8, 8, 4, 4, 0, 0, 0, 4};
   const uint32_t languages[] = {1033, 2057, 1031, 1034, 1036};
   std::mt19937_64 rng(31337);
   for (uint32_t code : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 9u, 10u, 11u, 15u}) {
@@ -438,11 +455,11 @@ TEST(XltRoundTrip, fixed_size_codes_under_every_selector) {
         std::vector<uint8_t> value(sizes[code]);
         std::memcpy(value.data(), &bits, value.size());
         const auto written = Write(value.data(), sizes[code], code | selector);
-        ASSERT_EQ(written.status, 0u);
+        ASSERT_EQ(written.status, SM_STATUS_SUCCESS);
         const auto parsed = Parse(written.text.c_str(), code | selector);
         const uint32_t status = RoundTripStatus(code, selector, (value.back() & 0x80) != 0);
         ASSERT_EQ(parsed.status, status) << code << " " << selector << " " << written.text;
-        if (status != 0) continue;
+        if (status != SM_STATUS_SUCCESS) continue;
         ASSERT_EQ(parsed.size, value.size()) << code;
         ASSERT_TRUE(parsed.Holds(bits)) << code << " " << written.text;
       }
@@ -450,7 +467,7 @@ TEST(XltRoundTrip, fixed_size_codes_under_every_selector) {
   }
 }
 
-TEST(XltRoundTrip, language_names_both_ways) {
+TEST(ValueRoundTrip, language_names_both_ways) {
   const std::pair<uint32_t, const char *> table[] = {
       {1033, "en_US"}, {2057, "en_GB"}, {1031, "de"},    {1034, "es"}, {1036, "fr"},
       {1041, "ja"},    {2066, "ko"},    {1046, "pt_BR"}, {2052, "zh"}, {1028, "zh_TW"}};
@@ -461,7 +478,7 @@ TEST(XltRoundTrip, language_names_both_ways) {
   EXPECT_EQ(WriteText(uint32_t{3082}, 10), "en_US") << "unknown identifier";
 }
 
-TEST(XltRoundTrip, strings_and_byte_arrays) {
+TEST(ValueRoundTrip, strings_and_byte_arrays) {
   std::mt19937_64 rng(8080);
   for (int round = 0; round < 500; ++round) {
     // UCS-2 without surrogates converts faithfully both ways, for 12 and 14;
@@ -474,7 +491,7 @@ TEST(XltRoundTrip, strings_and_byte_arrays) {
       const auto written = Write(ucs2.c_str(), value_size, type);
       for (uint32_t parse_type : {type, type | 1024u}) {
         const auto parsed = Parse(written.text.c_str(), parse_type, 512);
-        ASSERT_EQ(parsed.status, 0u);
+        ASSERT_EQ(parsed.status, SM_STATUS_SUCCESS);
         ASSERT_EQ(parsed.size, value_size);
         ASSERT_EQ(std::memcmp(parsed.bytes.data(), ucs2.c_str(), value_size), 0);
       }
@@ -489,7 +506,7 @@ TEST(XltRoundTrip, strings_and_byte_arrays) {
     for (uint8_t &b : bytes) b = static_cast<uint8_t>(rng());
     const auto hex = Write(bytes.data(), static_cast<uint32_t>(bytes.size()), 16);
     const auto decoded = Parse(hex.text.c_str(), 16, 200);
-    ASSERT_EQ(decoded.status, 0u);
+    ASSERT_EQ(decoded.status, SM_STATUS_SUCCESS);
     ASSERT_EQ(std::vector<uint8_t>(decoded.bytes.begin(), decoded.bytes.begin() + decoded.size),
               bytes);
   }

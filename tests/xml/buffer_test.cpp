@@ -31,10 +31,10 @@ class Buffer {
   ~Buffer() { SMXGBufFree(buffer_); }
   SMXGBuf *get() const { return buffer_; }
   std::string text() const {
-    const auto *record = kx::text::AsXmlBuffer(buffer_);
+    const auto *record = kx::xml::AsBuffer(buffer_);
     return record->text == nullptr ? std::string() : std::string(record->text, record->length);
   }
-  uint32_t capacity() const { return kx::text::AsXmlBuffer(buffer_)->capacity; }
+  uint32_t capacity() const { return kx::xml::AsBuffer(buffer_)->capacity; }
 
  private:
   SMXGBuf *buffer_;
@@ -56,7 +56,7 @@ TEST(XmlBuffer, creation_reallocation_and_taking_the_content) {
   EXPECT_EQ(buffer.capacity(), 39u);
   // Capacity 0: no content; appends then do nothing and still succeed.
   EXPECT_EQ(SMXGBufReAllocContent(buffer.get(), 0, 1), nullptr);
-  EXPECT_EQ(SMXGBufCatBeginNode(buffer.get(), "a", nullptr), 0u);
+  EXPECT_EQ(SMXGBufCatBeginNode(buffer.get(), "a", nullptr), SM_STATUS_SUCCESS);
   EXPECT_EQ(buffer.text(), "");
   EXPECT_EQ(SMXGBufReAllocContent(nullptr, 64, 0), nullptr);
   SMXGBuf *taken = SMXGBufAlloc(0, 0);
@@ -71,36 +71,40 @@ TEST(XmlBuffer, creation_reallocation_and_taking_the_content) {
 
 TEST(XmlBuffer, literal_pieces_of_tags_and_attributes) {
   Buffer attributes, empty_list, buffer;
-  ASSERT_EQ(SMXGBufCatAttribute(attributes.get(), "a", "1", 0, 13, nullptr), 0u);
+  ASSERT_EQ(SMXGBufCatAttribute(attributes.get(), "a", "1", 0, 13, nullptr), SM_STATUS_SUCCESS);
   EXPECT_EQ(attributes.text(), "a=\"1\"") << "the first attribute has no space";
-  ASSERT_EQ(SMXGBufCatAttribute(attributes.get(), "b", "two words", 0, 13, nullptr), 0u);
+  ASSERT_EQ(SMXGBufCatAttribute(attributes.get(), "b", "two words", 0, 13, nullptr),
+            SM_STATUS_SUCCESS);
   const std::string list = "a=\"1\" b=\"two words\"";
   EXPECT_EQ(attributes.text(), list);
   for (SMXGBuf *given : {static_cast<SMXGBuf *>(nullptr), empty_list.get(), attributes.get()}) {
-    EXPECT_EQ(SMXGBufCatBeginNode(buffer.get(), "n", given), 0u);
-    EXPECT_EQ(SMXGBufCatEmptyNode(buffer.get(), "n", given), 0u);
+    EXPECT_EQ(SMXGBufCatBeginNode(buffer.get(), "n", given), SM_STATUS_SUCCESS);
+    EXPECT_EQ(SMXGBufCatEmptyNode(buffer.get(), "n", given), SM_STATUS_SUCCESS);
   }
-  EXPECT_EQ(SMXGBufCatEndNode(buffer.get(), "a&b"), 0u);  // names are not escaped
-  EXPECT_EQ(SMXGBufCatNode(buffer.get(), "n", attributes.get(), "x", 0, 13, nullptr), 0u);
+  EXPECT_EQ(SMXGBufCatEndNode(buffer.get(), "a&b"), SM_STATUS_SUCCESS);  // names are not escaped
+  EXPECT_EQ(SMXGBufCatNode(buffer.get(), "n", attributes.get(), "x", 0, 13, nullptr),
+            SM_STATUS_SUCCESS);
   // A null value leaves an empty element, closed.
-  EXPECT_EQ(SMXGBufCatNode(buffer.get(), "e", nullptr, nullptr, 0, 3, nullptr), 0u);
+  EXPECT_EQ(SMXGBufCatNode(buffer.get(), "e", nullptr, nullptr, 0, 3, nullptr), SM_STATUS_SUCCESS);
   EXPECT_EQ(buffer.text(),
             "<n><n /><n><n /><n " + list + "><n " + list + " /></a&b><n " + list + ">x</n><e></e>");
   SMXGBuf *const b = empty_list.get();  // stays empty: nothing is appended below
   const int32_t value = 1;
-  EXPECT_EQ(SMXGBufCatBeginNode(nullptr, "n", nullptr), 271u);
-  EXPECT_EQ(SMXGBufCatBeginNode(b, nullptr, nullptr), 271u);
-  EXPECT_EQ(SMXGBufCatEndNode(nullptr, "n"), 271u);
-  EXPECT_EQ(SMXGBufCatEndNode(b, nullptr), 271u);
-  EXPECT_EQ(SMXGBufCatEmptyNode(nullptr, "n", nullptr), 271u);
-  EXPECT_EQ(SMXGBufCatEmptyNode(b, nullptr, nullptr), 271u);
-  EXPECT_EQ(SMXGBufCatNodeValue(nullptr, &value, 4, 3, nullptr), 271u);
-  EXPECT_EQ(SMXGBufCatNodeValue(b, nullptr, 4, 3, nullptr), 256u);
-  EXPECT_EQ(SMXGBufCatNode(nullptr, "n", nullptr, &value, 4, 3, nullptr), 271u);
-  EXPECT_EQ(SMXGBufCatNode(b, nullptr, nullptr, &value, 4, 3, nullptr), 271u);
-  EXPECT_EQ(SMXGBufCatAttribute(nullptr, "a", &value, 4, 3, nullptr), 271u);
-  EXPECT_EQ(SMXGBufCatAttribute(b, nullptr, &value, 4, 3, nullptr), 271u);
-  EXPECT_EQ(SMXGBufCatAttribute(b, "a", nullptr, 4, 3, nullptr), 271u);
+  EXPECT_EQ(SMXGBufCatBeginNode(nullptr, "n", nullptr), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMXGBufCatBeginNode(b, nullptr, nullptr), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMXGBufCatEndNode(nullptr, "n"), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMXGBufCatEndNode(b, nullptr), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMXGBufCatEmptyNode(nullptr, "n", nullptr), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMXGBufCatEmptyNode(b, nullptr, nullptr), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMXGBufCatNodeValue(nullptr, &value, 4, 3, nullptr), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMXGBufCatNodeValue(b, nullptr, 4, 3, nullptr), SM_STATUS_NOT_AVAILABLE);
+  EXPECT_EQ(SMXGBufCatNode(nullptr, "n", nullptr, &value, 4, 3, nullptr),
+            SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMXGBufCatNode(b, nullptr, nullptr, &value, 4, 3, nullptr),
+            SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMXGBufCatAttribute(nullptr, "a", &value, 4, 3, nullptr), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMXGBufCatAttribute(b, nullptr, &value, 4, 3, nullptr), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMXGBufCatAttribute(b, "a", nullptr, 4, 3, nullptr), SM_STATUS_INVALID_PARAMETER);
   EXPECT_EQ(empty_list.text(), "");
 }
 
@@ -119,11 +123,12 @@ TEST(XmlBuffer, value_types_and_their_text) {
     for (const SMXGBufFormat *format : {&none, &binary, &hex}) {
       for (uint32_t type : {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 33, 34, 35, 37, 38, 39, 40}) {
         Buffer buffer;
-        EXPECT_EQ(SMXGBufCatNode(buffer.get(), "v", nullptr, value, 8, type, format), 0u);
+        EXPECT_EQ(SMXGBufCatNode(buffer.get(), "v", nullptr, value, 8, type, format),
+                  SM_STATUS_SUCCESS);
         const uint32_t code = (type > 32 ? type - 32 : type) | format->flags;
         char text[64];
         uint32_t size = sizeof text;
-        ASSERT_EQ(SMXLTTypeValueToUTF8(value, 8, text, &size, code), 0u);
+        ASSERT_EQ(SMXLTTypeValueToUTF8(value, 8, text, &size, code), SM_STATUS_SUCCESS);
         EXPECT_EQ(buffer.text(), "<v>" + std::string(text) + "</v>") << type;
       }
     }
@@ -144,12 +149,14 @@ TEST(XmlBuffer, value_types_and_their_text) {
       {48, &null_text, nullptr, ""}};
   for (uint32_t type : {15, 16, 32, 36, 41, 47, 51}) {  // not written: an empty element
     Buffer buffer;
-    EXPECT_EQ(SMXGBufCatNode(buffer.get(), "v", nullptr, &yes, 8, type, nullptr), 0u);
+    EXPECT_EQ(SMXGBufCatNode(buffer.get(), "v", nullptr, &yes, 8, type, nullptr),
+              SM_STATUS_SUCCESS);
     EXPECT_EQ(buffer.text(), "<v></v>") << type;
   }
   for (const auto &[type, value, format, expected] : rows) {
     Buffer buffer;
-    EXPECT_EQ(SMXGBufCatNode(buffer.get(), "v", nullptr, value, 8, type, format), 0u);
+    EXPECT_EQ(SMXGBufCatNode(buffer.get(), "v", nullptr, value, 8, type, format),
+              SM_STATUS_SUCCESS);
     EXPECT_EQ(buffer.text(), "<v>" + std::string(expected) + "</v>") << type;
   }
 }
@@ -158,25 +165,29 @@ TEST(XmlBuffer, a_failing_value_leaves_the_element_open_and_the_attribute_closed
   const uint16_t broken[] = {0xDC00, 0};  // a surrogate the conversion refuses
   const SMXGBufFormat past_last_code{0x0010, 0, 0}, octal{512, 0, 0};
   const std::tuple<uint32_t, const SMXGBufFormat *, uint32_t> rows[] = {
-      {14, nullptr, 257}, {3, &past_last_code, 2}, {12, &octal, 2}};
+      {14, nullptr, SM_STATUS_OS_FAILURE},
+      {3, &past_last_code, SM_STATUS_INVALID_ARGS},
+      {12, &octal, SM_STATUS_INVALID_ARGS}};
   for (const auto &[type, format, status] : rows) {
     Buffer buffer;
     EXPECT_EQ(SMXGBufCatNode(buffer.get(), "v", nullptr, broken, 4, type, format), status);
     EXPECT_EQ(buffer.text(), "<v>");
   }
   Buffer attributes;
-  EXPECT_EQ(SMXGBufCatAttribute(attributes.get(), "a", broken, 4, 14, nullptr), 257u);
-  EXPECT_EQ(SMXGBufCatAttribute(attributes.get(), "b", broken, 4, 20, nullptr), 256u);
+  EXPECT_EQ(SMXGBufCatAttribute(attributes.get(), "a", broken, 4, 14, nullptr),
+            SM_STATUS_OS_FAILURE);
+  EXPECT_EQ(SMXGBufCatAttribute(attributes.get(), "b", broken, 4, 20, nullptr),
+            SM_STATUS_NOT_AVAILABLE);
   EXPECT_EQ(attributes.text(), "a=\"\" b=\"\"");
 }
 
 TEST(XmlBuffer, growth_and_a_buffer_that_is_its_own_attribute_list) {
   Buffer buffer(64, 0);
-  ASSERT_EQ(SMXGBufCatAttribute(buffer.get(), "k", "v", 0, 13, nullptr), 0u);
+  ASSERT_EQ(SMXGBufCatAttribute(buffer.get(), "k", "v", 0, 13, nullptr), SM_STATUS_SUCCESS);
   // Growth moves the content while it is being copied into itself.
   std::string expected = "k=\"v\"";
   for (int i = 0; i < 6; ++i) {
-    ASSERT_EQ(SMXGBufCatBeginNode(buffer.get(), "n", buffer.get()), 0u);
+    ASSERT_EQ(SMXGBufCatBeginNode(buffer.get(), "n", buffer.get()), SM_STATUS_SUCCESS);
     expected += "<n " + expected + ">";
   }
   EXPECT_EQ(buffer.text(), expected);
@@ -184,7 +195,7 @@ TEST(XmlBuffer, growth_and_a_buffer_that_is_its_own_attribute_list) {
   Buffer grown(64, 0);
   const std::string chunk(1000, 'x');
   for (uint32_t capacity : {1001u, 2002u, 4004u, 4004u}) {
-    ASSERT_EQ(SMXGBufCatNodeValue(grown.get(), chunk.c_str(), 0, 13, nullptr), 0u);
+    ASSERT_EQ(SMXGBufCatNodeValue(grown.get(), chunk.c_str(), 0, 13, nullptr), SM_STATUS_SUCCESS);
     EXPECT_EQ(grown.capacity(), capacity);
   }
   EXPECT_EQ(grown.text(), chunk + chunk + chunk + chunk);
@@ -195,8 +206,33 @@ std::string Escape(const char *text, uint32_t passes, uint32_t size = 1) {
   char *escaped = SMXGEscapeXMLUTF8Str(text, &size, passes);
   const std::string result = escaped == nullptr ? "null" : escaped;
   EXPECT_TRUE(escaped == nullptr || size == result.size()) << text;
-  kx::frame::FreeMem(escaped);
+  kx::base::FreeMem(escaped);
   return result;
+}
+
+// A heap that refuses: no new buffer; tags that would need growth append
+// nothing (silently, as every failed growth); a value whose scratch text
+// cannot be had reports 272; the escaper gives null. The buffer stays usable.
+TEST(XmlBuffer, refused_allocations_give_null_no_memory_or_nothing_appended) {
+  Buffer buffer(64);
+  ASSERT_EQ(SMXGBufCatBeginNode(buffer.get(), "a", nullptr), SM_STATUS_SUCCESS);
+  const std::string before = buffer.text();
+  const std::string long_name(100, 'n');
+  const int32_t number = 42;
+  uint32_t size = 4;
+  {
+    kx::base::testing::AllocationBudget budget(0);
+    EXPECT_EQ(SMXGBufAlloc(64, 1), nullptr);
+    EXPECT_EQ(SMXGBufCatEmptyNode(buffer.get(), long_name.c_str(), nullptr), SM_STATUS_SUCCESS);
+    EXPECT_EQ(SMXGBufCatNodeValue(buffer.get(), &number, sizeof number, SM_XLT_INT32, nullptr),
+              SM_STATUS_NO_MEMORY);
+    EXPECT_EQ(SMXGEscapeXMLUTF8Str("a<b", &size, 1), nullptr);
+    EXPECT_EQ(size, 4u);
+  }
+  EXPECT_EQ(buffer.text(), before);
+  EXPECT_EQ(SMXGBufCatNodeValue(buffer.get(), &number, sizeof number, SM_XLT_INT32, nullptr),
+            SM_STATUS_SUCCESS);
+  EXPECT_EQ(buffer.text(), before + "42");
 }
 
 TEST(XmlEscape, exact_outputs_per_pass_count_and_limits) {
@@ -265,17 +301,18 @@ void Write(SMXGBuf *buffer, const Element &e) {
   const SMXGBufFormat escape{0, 0, 1};
   SMXGBuf *attributes = SMXGBufAlloc(0, 0);
   for (const auto &[name, value] : e.attributes) {
-    ASSERT_EQ(SMXGBufCatAttribute(attributes, name.c_str(), value.c_str(), 0, 13, &escape), 0u);
+    ASSERT_EQ(SMXGBufCatAttribute(attributes, name.c_str(), value.c_str(), 0, 13, &escape),
+              SM_STATUS_SUCCESS);
   }
   if (e.has_value) {
     ASSERT_EQ(SMXGBufCatNode(buffer, e.name.c_str(), attributes, e.text.c_str(), 0, 13, &escape),
-              0u);
+              SM_STATUS_SUCCESS);
   } else if (e.children.empty()) {
-    ASSERT_EQ(SMXGBufCatEmptyNode(buffer, e.name.c_str(), attributes), 0u);
+    ASSERT_EQ(SMXGBufCatEmptyNode(buffer, e.name.c_str(), attributes), SM_STATUS_SUCCESS);
   } else {
-    ASSERT_EQ(SMXGBufCatBeginNode(buffer, e.name.c_str(), attributes), 0u);
+    ASSERT_EQ(SMXGBufCatBeginNode(buffer, e.name.c_str(), attributes), SM_STATUS_SUCCESS);
     for (const Element &child : e.children) Write(buffer, child);
-    ASSERT_EQ(SMXGBufCatEndNode(buffer, e.name.c_str()), 0u);
+    ASSERT_EQ(SMXGBufCatEndNode(buffer, e.name.c_str()), SM_STATUS_SUCCESS);
   }
   SMXGBufFree(attributes);
 }

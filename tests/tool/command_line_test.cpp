@@ -1,4 +1,5 @@
-// The tool's frame: help, version, usage errors and their exit statuses.
+// The tool's command line: help, version, usage errors and their exit
+// statuses.
 #include <gtest/gtest.h>
 
 #include "tool_runner.h"
@@ -7,14 +8,14 @@ namespace {
 
 using kxtest::RunTool;
 
-TEST(ToolFrame, version_names_tool_and_library_interface) {
+TEST(ToolCommandLine, version_names_tool_and_library_interface) {
   auto result = RunTool({"--version"});
   EXPECT_EQ(result.exit_status, 0);
   EXPECT_NE(result.out.find("kxsupt "), std::string::npos);
   EXPECT_NE(result.out.find("libkxsupt interface 1.1.1"), std::string::npos);
 }
 
-TEST(ToolFrame, help_lists_every_command_and_each_command_has_its_own) {
+TEST(ToolCommandLine, help_lists_every_command_and_each_command_has_its_own) {
   auto result = RunTool({"--help"});
   EXPECT_EQ(result.exit_status, 0);
   EXPECT_NE(result.out.find("Usage:"), std::string::npos);
@@ -28,7 +29,7 @@ TEST(ToolFrame, help_lists_every_command_and_each_command_has_its_own) {
   }
 }
 
-TEST(ToolFrame, bad_usage_exits_2_with_prefixed_message) {
+TEST(ToolCommandLine, bad_usage_exits_2_with_prefixed_message) {
   for (auto args : {std::vector<std::string>{}, std::vector<std::string>{"no-such-command"},
                     std::vector<std::string>{"--no-such-flag"}}) {
     auto result = RunTool(args);
