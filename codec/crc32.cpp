@@ -162,8 +162,8 @@ uint32_t CRC32Compute_strncase(const char *text) {
 // and while v >= 2 the comparison always differs, so those first m steps are
 // a plain shift plus the polynomial; the remaining 8 - m steps are ordinary
 // CRC steps. One byte therefore moves the register to
-//     (c >> 8) ^ zeroSteps[8 - m][(c >> m) low 8 - m bits] ^ byteTerm[byte],
-// with byteTerm[byte] the step taken from a zero register.
+//     (c >> 8) ^ zero_steps[8 - m][(c >> m) low 8 - m bits] ^ byte_term[byte],
+// with byte_term[byte] the step taken from a zero register.
 
 namespace {
 
@@ -183,7 +183,7 @@ constexpr uint8_t ForcedSteps(uint32_t byte) {
   return byte < 2 ? 0 : std::bit_width(byte) - 1;
 }
 
-// zeroSteps for n = 1..8 packed at [(1 << n) + i]: i through n zero-bit steps.
+// zero_steps for n = 1..8 packed at [(1 << n) + i]: i through n zero-bit steps.
 constexpr std::array<uint32_t, 512> kZeroSteps = [] {
   std::array<uint32_t, 512> table{};
   for (uint32_t n = 1; n <= 8; ++n) {
@@ -225,13 +225,13 @@ uint32_t ShiftZeroBytes(uint32_t c, uint64_t zeros) {
 
 }  // namespace
 
-uint32_t GenerateCRC32(const uint8_t *data, uint32_t dataLength, uint32_t totalLength) {
+uint32_t GenerateCRC32(const uint8_t *data, uint32_t data_length, uint32_t total_length) {
   uint32_t c = 0xFFFFFFFFu;
-  uint32_t take = data == nullptr ? 0 : (dataLength < totalLength ? dataLength : totalLength);
+  uint32_t take = data == nullptr ? 0 : (data_length < total_length ? data_length : total_length);
   for (uint32_t i = 0; i < take; ++i) c = GenerateByte(c, data[i]);
   // A zero byte is one ordinary CRC byte step, so the padding is a
   // multiplication by a power of x rather than a loop over every zero.
-  uint32_t zeros = totalLength - take;
+  uint32_t zeros = total_length - take;
   if (zeros < 64) {
     for (uint32_t i = 0; i < zeros; ++i) c = (c >> 8) ^ kCrc32Table[c & 0xFF];
   } else {

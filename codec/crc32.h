@@ -35,10 +35,10 @@ uint32_t CRC32Compute_str(const char *text);
 // tolower() of the current C locale; null counts as "".
 uint32_t CRC32Compute_strncase(const char *text);
 
-// The bit-serial checksum of SMGenerateCRC32: dataLength bytes of data padded
-// with zero bytes to totalLength (or cut to it), from 0xFFFFFFFF, no final
+// The bit-serial checksum of SMGenerateCRC32: data_length bytes of data padded
+// with zero bytes to total_length (or cut to it), from 0xFFFFFFFF, no final
 // inversion. Null data counts as all zero bytes.
-uint32_t GenerateCRC32(const uint8_t *data, uint32_t dataLength, uint32_t totalLength);
+uint32_t GenerateCRC32(const uint8_t *data, uint32_t data_length, uint32_t total_length);
 
 // The engines behind Crc32, on the raw register (no inversions on entry or
 // exit). Each gives the same result; the accelerated ones may only be called

@@ -13,7 +13,7 @@ namespace {
 constexpr uint32_t kFull = ~0u;
 // Bit 0 of word 0 is ID 0, which scans and searches never consider.
 constexpr uint32_t kReservedBit = 1u;
-// An ID beyond the table reports the library's status 257.
+// An ID beyond the table is reported as kOsFailure.
 constexpr Status kOutOfRange = Status::kOsFailure;
 
 // The caller's table as native 32-bit words, read and written through memcpy

@@ -1,5 +1,5 @@
 // The formatter's interpreter: one bounded printf-style run over a format and
-// its arguments, with no locking of its own (codec/format.h serialises runs).
+// its arguments, with no locking of its own (format/format.h serialises runs).
 #pragma once
 
 #include <cstdarg>

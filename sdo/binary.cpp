@@ -18,10 +18,11 @@ constexpr uint8_t kAttributeMask = 0xF0;
 
 // The record cursor advances 8 bytes a value; a value over 4 bytes goes to the
 // data cursor, addressed by its offset from its own record.
-void PlaceOutOfLine(uint8_t *record, uint32_t recordOffset, uint32_t dataOffset, uint32_t length) {
+void PlaceOutOfLine(uint8_t *record, uint32_t record_offset, uint32_t data_offset,
+                    uint32_t length) {
   record[3] = kStorageOutOfLine;
   Store16(record + 4, static_cast<uint16_t>(length));
-  Store16(record + 6, static_cast<uint16_t>(dataOffset - recordOffset));
+  Store16(record + 6, static_cast<uint16_t>(data_offset - record_offset));
 }
 
 // Writes the image of a code-13 value straight into out[at, at + need): a
@@ -29,14 +30,15 @@ void PlaceOutOfLine(uint8_t *record, uint32_t recordOffset, uint32_t dataOffset,
 // 0 when the conversion fails.
 uint32_t WriteNested(const Entry &entry, uint8_t *at, uint32_t need) {
   uint32_t written = 0;
-  if (!entry.isArray()) {
+  if (!entry.is_array()) {
     const Config *child = entry.child(0);
     if (child == nullptr || WriteBinary(*child, at, need, &written) != Status::kSuccess) return 0;
     return written;
   }
   written = need;
   const auto *children = reinterpret_cast<Config *const *>(entry.data());
-  if (SDOConfigArrayToBinaryArray(children, entry.childCount(), at, &written) != Status::kSuccess ||
+  if (SDOConfigArrayToBinaryArray(children, entry.child_count(), at, &written) !=
+          Status::kSuccess ||
       written > need) {
     return 0;
   }
@@ -47,51 +49,51 @@ uint32_t WriteNested(const Entry &entry, uint8_t *at, uint32_t need) {
 
 Status WriteBinary(const Config &config, uint8_t *out, uint32_t room, uint32_t *written) {
   const uint32_t count = config.count();
-  const uint64_t tableEnd = kHeaderSize + uint64_t{kRecordSize} * count;
+  const uint64_t table_end = kHeaderSize + uint64_t{kRecordSize} * count;
   *written = 0;
-  if (tableEnd > room) return Status::kError;  // only a corrupted cached size gets here
+  if (table_end > room) return Status::kError;  // only a corrupted cached size gets here
   Store32(out, kObjectMagic);
   Store16(out + 4, static_cast<uint16_t>(count));
-  Store16(out + 6, static_cast<uint16_t>(config.binarySize()));
+  Store16(out + 6, static_cast<uint16_t>(config.binary_size()));
 
-  uint32_t recordOffset = kHeaderSize;
-  uint32_t dataOffset = static_cast<uint32_t>(tableEnd);
+  uint32_t record_offset = kHeaderSize;
+  uint32_t data_offset = static_cast<uint32_t>(table_end);
   for (const Config::Slot &slot : config.slots()) {
     const Entry &entry = *slot.entry;
-    uint8_t *record = out + recordOffset;
+    uint8_t *record = out + record_offset;
     std::memset(record, 0, kRecordSize);
     Store16(record, entry.id);
     record[2] = entry.type;
-    if (entry.holdsChildren()) {
+    if (entry.holds_children()) {
       // Children travel as complete images under code 12; a reader tells an
       // object from an array by the nested magic.
       const uint64_t need = BinaryValueSize(entry.type, entry.data(), entry.size);
-      if (dataOffset + need > room) break;
-      const uint32_t length = WriteNested(entry, out + dataOffset, static_cast<uint32_t>(need));
+      if (data_offset + need > room) break;
+      const uint32_t length = WriteNested(entry, out + data_offset, static_cast<uint32_t>(need));
       if (length == 0) break;
       record[2] = static_cast<uint8_t>((entry.type & kAttributeMask) | kCodeBinary);
-      PlaceOutOfLine(record, recordOffset, dataOffset, length);
-      dataOffset += length;
+      PlaceOutOfLine(record, record_offset, data_offset, length);
+      data_offset += length;
     } else if (entry.size <= kInlineSlot) {
       std::memcpy(record + 4, entry.data(), entry.size);
       record[3] = static_cast<uint8_t>((entry.size - 1) & 3u);
     } else {
-      if (uint64_t{dataOffset} + entry.size > room) break;
-      std::memcpy(out + dataOffset, entry.data(), entry.size);
-      PlaceOutOfLine(record, recordOffset, dataOffset, entry.size);
-      dataOffset += entry.size;
+      if (uint64_t{data_offset} + entry.size > room) break;
+      std::memcpy(out + data_offset, entry.data(), entry.size);
+      PlaceOutOfLine(record, record_offset, data_offset, entry.size);
+      data_offset += entry.size;
     }
-    recordOffset += kRecordSize;
+    record_offset += kRecordSize;
   }
-  *written = dataOffset;
-  return dataOffset == config.binarySize() ? Status::kSuccess : Status::kError;
+  *written = data_offset;
+  return data_offset == config.binary_size() ? Status::kSuccess : Status::kError;
 }
 
 Status SDOConfigToBinary(const Config *config, void *buffer, uint32_t *size) {
   if (config == nullptr || buffer == nullptr || size == nullptr) return Status::kInvalidParameter;
   // Callers size the buffer with the cached size first; a short one is refused
   // with the size out left as it was.
-  if (*size < config->binarySize()) return Status::kBufferTooSmall;
+  if (*size < config->binary_size()) return Status::kBufferTooSmall;
   uint32_t written = 0;
   Status status = WriteBinary(*config, static_cast<uint8_t *>(buffer), *size, &written);
   *size = written;
@@ -121,17 +123,17 @@ Config *SDOBinaryToConfig(const void *binary, uint32_t room, int depth) {
   return config;
 }
 
-int32_t SDOBinaryGetCount(const void *binary, uint16_t *isArray) {
+int32_t SDOBinaryGetCount(const void *binary, uint16_t *is_array) {
   const uint32_t magic = binary != nullptr ? HeaderMagic(binary) : 0;
   const bool known = magic == kObjectMagic || magic == kArrayMagic;
-  if (isArray != nullptr) *isArray = magic == kArrayMagic ? 1 : 0;
+  if (is_array != nullptr) *is_array = magic == kArrayMagic ? 1 : 0;
   return known ? HeaderCount(binary) : -1;
 }
 
-uint32_t SDOBinaryGetSize(const void *binary, uint16_t *isArray) {
+uint32_t SDOBinaryGetSize(const void *binary, uint16_t *is_array) {
   const uint32_t magic = binary != nullptr ? HeaderMagic(binary) : 0;
   const bool known = magic == kObjectMagic || magic == kArrayMagic;
-  if (isArray != nullptr) *isArray = magic == kArrayMagic ? 1 : 0;
+  if (is_array != nullptr) *is_array = magic == kArrayMagic ? 1 : 0;
   return known ? HeaderTotal(binary) : 0;
 }
 
@@ -147,7 +149,7 @@ Status SDOBinaryGetDataByID(const void *binary, uint16_t id, uint8_t *type, void
   // By ID an inline value reads as its whole 4-byte slot (a 1-byte value comes
   // back as 4 bytes, its value first); reading by index gives the real length.
   // Callers of both rely on the difference.
-  const uint32_t length = value.isInline ? kInlineSlot : value.length;
+  const uint32_t length = value.is_inline ? kInlineSlot : value.length;
   if (buffer == nullptr || *size < length) {
     *size = length;
     return Status::kBufferTooSmall;
@@ -181,7 +183,7 @@ Status SDOBinaryGetDataByIndex(const void *binary, uint32_t index, uint16_t *id,
 }
 
 Status SDOBinarySetData(void *binary, uint32_t *size, uint16_t id, uint8_t type, const void *data,
-                        uint32_t dataSize) {
+                        uint32_t data_size) {
   if (binary == nullptr || size == nullptr || data == nullptr || !IsValidId(id) || type == 0) {
     return Status::kInvalidParameter;
   }
@@ -195,27 +197,27 @@ Status SDOBinarySetData(void *binary, uint32_t *size, uint16_t id, uint8_t type,
   if (value.type != type) return Status::kNotAvailable;
 
   auto *record = static_cast<uint8_t *>(binary) + (image.Record(index) - image.base());
-  if (value.isInline && dataSize <= kInlineSlot) {
+  if (value.is_inline && data_size <= kInlineSlot) {
     // Only the new bytes are written: the rest of the slot keeps what it held,
     // and a by-ID read, which returns the whole slot, shows it.
-    std::memcpy(record + 4, data, dataSize);
-    record[3] = static_cast<uint8_t>((dataSize - 1) & 3u);
-    *size = image.totalSize();
+    std::memcpy(record + 4, data, data_size);
+    record[3] = static_cast<uint8_t>((data_size - 1) & 3u);
+    *size = image.total_size();
     return Status::kSuccess;
   }
-  if (!value.isInline && dataSize == value.length) {
-    std::memmove(static_cast<uint8_t *>(binary) + (value.data - image.base()), data, dataSize);
-    *size = image.totalSize();
+  if (!value.is_inline && data_size == value.length) {
+    std::memmove(static_cast<uint8_t *>(binary) + (value.data - image.base()), data, data_size);
+    *size = image.total_size();
     return Status::kSuccess;
   }
 
   // The length changes: rebuild the block from a config holding the new value.
   Config *config = SDOBinaryToConfig(binary, *size, 0);
   if (config == nullptr) return Status::kNotAvailable;
-  Status status = config->Add(id, type, data, dataSize, 1, 0);
+  Status status = config->Add(id, type, data, data_size, 1, 0);
   if (Ok(status)) {
-    if (config->binarySize() > *size) {
-      *size = config->binarySize();
+    if (config->binary_size() > *size) {
+      *size = config->binary_size();
       status = Status::kBufferTooSmall;
     } else {
       uint32_t room = *size;
@@ -233,39 +235,39 @@ namespace {
 class Walker {
  public:
   Walker(uint32_t context, SMSDOBinaryWalkBeginFn begin, SMSDOBinaryWalkEntryFn entry,
-         SMSDOBinaryWalkAfterEntryFn afterEntry, SMSDOBinaryWalkEndFn end, bool recurse)
+         SMSDOBinaryWalkAfterEntryFn after_entry, SMSDOBinaryWalkEndFn end, bool recurse)
       : context_(context),
         begin_(begin),
         entry_(entry),
-        afterEntry_(afterEntry),
+        after_entry_(after_entry),
         end_(end),
         recurse_(recurse) {}
 
   // True when everything the walk will read lies inside its image: the same
   // traversal as Visit, without callbacks.
-  bool Check(const uint8_t *base, uint32_t room, bool visitRecords, int depth) const;
+  bool Check(const uint8_t *base, uint32_t room, bool visit_records, int depth) const;
 
   // Visits one image: begin, its elements or records, end. A non-zero result
   // from begin, entry or a nested visit ends the whole walk.
-  Status Visit(const uint8_t *base, uint32_t room, uint32_t parentCookie, int32_t elementIndex,
-               bool visitRecords, int depth) const;
+  Status Visit(const uint8_t *base, uint32_t room, uint32_t parent_cookie, int32_t element_index,
+               bool visit_records, int depth) const;
 
  private:
   uint32_t context_;
   SMSDOBinaryWalkBeginFn begin_;
   SMSDOBinaryWalkEntryFn entry_;
-  SMSDOBinaryWalkAfterEntryFn afterEntry_;
+  SMSDOBinaryWalkAfterEntryFn after_entry_;
   SMSDOBinaryWalkEndFn end_;
   bool recurse_;
 };
 
-bool Walker::Check(const uint8_t *base, uint32_t room, bool visitRecords, int depth) const {
+bool Walker::Check(const uint8_t *base, uint32_t room, bool visit_records, int depth) const {
   BinaryImage image;
   if (depth > kMaxNestingDepth || !image.Open(base, room, BinaryImage::Kind::kEither)) {
     return false;
   }
   if (image.count() == 0) return true;
-  if (image.isArray()) {
+  if (image.is_array()) {
     uint32_t offset = kHeaderSize;
     for (uint32_t i = 0; i < image.count(); ++i) {
       uint32_t size = 0;
@@ -276,7 +278,7 @@ bool Walker::Check(const uint8_t *base, uint32_t room, bool visitRecords, int de
     }
     return true;
   }
-  if (!visitRecords) return true;
+  if (!visit_records) return true;
   for (uint32_t i = 0; i < image.count(); ++i) {
     RecordValue value;
     if (!image.Value(i, &value)) return false;
@@ -288,32 +290,32 @@ bool Walker::Check(const uint8_t *base, uint32_t room, bool visitRecords, int de
   return true;
 }
 
-Status Walker::Visit(const uint8_t *base, uint32_t room, uint32_t parentCookie,
-                     int32_t elementIndex, bool visitRecords, int depth) const {
+Status Walker::Visit(const uint8_t *base, uint32_t room, uint32_t parent_cookie,
+                     int32_t element_index, bool visit_records, int depth) const {
   BinaryImage image;
   if (depth > kMaxNestingDepth || !image.Open(base, room, BinaryImage::Kind::kEither)) {
     return Status::kInvalidParameter;
   }
   const uint32_t count = image.count();
   if (count == 0) return Status::kSuccess;  // an empty image makes no callback
-  const uint32_t isArray = image.isArray() ? 1 : 0;
+  const uint32_t is_array = image.is_array() ? 1 : 0;
   // Callback results are the caller's codes; a non-zero one is passed back
   // as the walk's result.
-  Status result = FromC(begin_(context_, parentCookie, isArray, count, elementIndex, base));
+  Status result = FromC(begin_(context_, parent_cookie, is_array, count, element_index, base));
   if (!Ok(result)) return result;
 
-  if (isArray != 0) {
+  if (is_array != 0) {
     // Elements always get their begin and end; their records only on recursion.
     uint32_t offset = kHeaderSize;
     for (uint32_t i = 0; i < count; ++i) {
       uint32_t size = 0;
       if (!image.Element(offset, &size)) return Status::kInvalidParameter;
       result =
-          Visit(base + offset, size, parentCookie, static_cast<int32_t>(i), recurse_, depth + 1);
+          Visit(base + offset, size, parent_cookie, static_cast<int32_t>(i), recurse_, depth + 1);
       if (!Ok(result)) return result;
       offset += size;
     }
-  } else if (visitRecords) {
+  } else if (visit_records) {
     for (uint32_t i = 0; i < count; ++i) {
       RecordValue value;
       if (!image.Value(i, &value)) return Status::kInvalidParameter;
@@ -326,24 +328,24 @@ Status Walker::Visit(const uint8_t *base, uint32_t room, uint32_t parentCookie,
         result = Visit(value.data, value.length, cookie, -1, true, depth + 1);
         if (!Ok(result)) return result;
       }
-      if (afterEntry_ != nullptr) result = FromC(afterEntry_(context_, cookie));
+      if (after_entry_ != nullptr) result = FromC(after_entry_(context_, cookie));
     }
   }
-  if (end_ != nullptr) result = FromC(end_(context_, parentCookie, isArray));
+  if (end_ != nullptr) result = FromC(end_(context_, parent_cookie, is_array));
   return result;
 }
 
 }  // namespace
 
 Status SDOBinaryWalk(const void *binary, uint32_t context, SMSDOBinaryWalkBeginFn begin,
-                     SMSDOBinaryWalkEntryFn entry, SMSDOBinaryWalkAfterEntryFn afterEntry,
+                     SMSDOBinaryWalkEntryFn entry, SMSDOBinaryWalkAfterEntryFn after_entry,
                      SMSDOBinaryWalkEndFn end, uint32_t recurse) {
   if (binary == nullptr || begin == nullptr || entry == nullptr) {
     return Status::kInvalidParameter;
   }
   // The flag is compared as a signed 16-bit number: only its low half counts.
-  const bool recurseFlag = static_cast<int16_t>(recurse) == 1;
-  const Walker walker(context, begin, entry, afterEntry, end, recurseFlag);
+  const bool recurse_flag = static_cast<int16_t>(recurse) == 1;
+  const Walker walker(context, begin, entry, after_entry, end, recurse_flag);
   const auto *base = static_cast<const uint8_t *>(binary);
   if (!walker.Check(base, kMaxImageSize, true, 0)) return Status::kInvalidParameter;
   return walker.Visit(base, kMaxImageSize, 0, -1, true, 0);

@@ -27,19 +27,19 @@ Status SDOConfigToBinary(const Config *config, void *buffer, uint32_t *size);
 // the bound, or any value does not add. `depth` is the image's nesting level.
 Config *SDOBinaryToConfig(const void *binary, uint32_t room, int depth);
 
-int32_t SDOBinaryGetCount(const void *binary, uint16_t *isArray);
-uint32_t SDOBinaryGetSize(const void *binary, uint16_t *isArray);
+int32_t SDOBinaryGetCount(const void *binary, uint16_t *is_array);
+uint32_t SDOBinaryGetSize(const void *binary, uint16_t *is_array);
 Status SDOBinaryGetDataByID(const void *binary, uint16_t id, uint8_t *type, void *buffer,
                             uint32_t *size);
 Status SDOBinaryGetDataByIndex(const void *binary, uint32_t index, uint16_t *id, uint8_t *type,
                                void *buffer, uint32_t *size);
 Status SDOBinarySetData(void *binary, uint32_t *size, uint16_t id, uint8_t type, const void *data,
-                        uint32_t dataSize);
+                        uint32_t data_size);
 
 // SMSDOBinaryWalk. The whole image is checked before the first callback, so
 // an inconsistent one is refused (kInvalidParameter) without any call.
 Status SDOBinaryWalk(const void *binary, uint32_t context, SMSDOBinaryWalkBeginFn begin,
-                     SMSDOBinaryWalkEntryFn entry, SMSDOBinaryWalkAfterEntryFn afterEntry,
+                     SMSDOBinaryWalkEntryFn entry, SMSDOBinaryWalkAfterEntryFn after_entry,
                      SMSDOBinaryWalkEndFn end, uint32_t recurse);
 
 }  // namespace kx::sdo

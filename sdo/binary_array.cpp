@@ -29,9 +29,9 @@ bool StepToElement(const BinaryImage &image, uint32_t index, uint32_t *offset, u
 
 }  // namespace
 
-Status SDOBinaryArrayInitHeader(void *buffer, uint32_t bufferSize) {
+Status SDOBinaryArrayInitHeader(void *buffer, uint32_t buffer_size) {
   if (buffer == nullptr) return Status::kInvalidParameter;
-  if (bufferSize < kHeaderSize) return Status::kBufferTooSmall;
+  if (buffer_size < kHeaderSize) return Status::kBufferTooSmall;
   auto *out = static_cast<uint8_t *>(buffer);
   Store32(out, kArrayMagic);
   Store16(out + 4, 0);
@@ -40,7 +40,7 @@ Status SDOBinaryArrayInitHeader(void *buffer, uint32_t bufferSize) {
 }
 
 Status SDOBinaryArrayAddData(void *array, uint32_t *size, const void *element,
-                             uint32_t elementSize) {
+                             uint32_t element_size) {
   if (array == nullptr || size == nullptr || element == nullptr) {
     return Status::kInvalidParameter;
   }
@@ -52,7 +52,7 @@ Status SDOBinaryArrayAddData(void *array, uint32_t *size, const void *element,
       !StepToElement(image, image.count(), &end, &unused)) {
     return Status::kInvalidParameter;
   }
-  const uint64_t needed = uint64_t{end} + elementSize;
+  const uint64_t needed = uint64_t{end} + element_size;
   if (*size < needed) {
     *size = static_cast<uint32_t>(std::min<uint64_t>(needed, UINT32_MAX));
     return Status::kBufferTooSmall;
@@ -60,7 +60,7 @@ Status SDOBinaryArrayAddData(void *array, uint32_t *size, const void *element,
   if (needed > kMaxImageSize) return Status::kBufferTooSmall;  // size out unchanged
   // The element is copied as given: its magic is the caller's business.
   auto *out = static_cast<uint8_t *>(array);
-  std::memmove(out + end, element, elementSize);
+  std::memmove(out + end, element, element_size);
   Store16(out + 6, static_cast<uint16_t>(needed));
   Store16(out + 4, static_cast<uint16_t>(image.count() + 1));
   return Status::kSuccess;
@@ -103,11 +103,11 @@ Status SDOConfigArrayToBinaryArray(Config *const *configs, uint32_t count, void 
   for (uint32_t i = 0; i < count; ++i) {
     const Config *config = configs[i];
     if (config == nullptr) continue;
-    const uint32_t imageSize = config->binarySize();
+    const uint32_t image_size = config->binary_size();
     uint32_t written = 0;
-    if (out != nullptr && room >= uint64_t{total} + imageSize) {
+    if (out != nullptr && room >= uint64_t{total} + image_size) {
       // The element will be appended: convert it straight into place.
-      Status status = WriteBinary(*config, out + total, imageSize, &written);
+      Status status = WriteBinary(*config, out + total, image_size, &written);
       if (!Ok(status)) return status;
       total += written;
       if (total > kMaxImageSize) return Status::kBufferTooSmall;  // as the append refuses it
@@ -117,9 +117,9 @@ Status SDOConfigArrayToBinaryArray(Config *const *configs, uint32_t count, void 
     }
     // It will not be appended (or there is no buffer): convert it only to learn
     // its size. An element that does not fit is left out without an error.
-    auto *scratch = static_cast<uint8_t *>(base::AllocMem(std::max<uint32_t>(imageSize, 1)));
+    auto *scratch = static_cast<uint8_t *>(base::AllocMem(std::max<uint32_t>(image_size, 1)));
     if (scratch == nullptr) return Status::kNoMemory;
-    Status status = WriteBinary(*config, scratch, imageSize, &written);
+    Status status = WriteBinary(*config, scratch, image_size, &written);
     base::FreeMem(scratch);
     if (!Ok(status)) return status;
     total += written;

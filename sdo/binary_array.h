@@ -9,9 +9,9 @@
 
 namespace kx::sdo {
 
-Status SDOBinaryArrayInitHeader(void *buffer, uint32_t bufferSize);
+Status SDOBinaryArrayInitHeader(void *buffer, uint32_t buffer_size);
 Status SDOBinaryArrayAddData(void *array, uint32_t *size, const void *element,
-                             uint32_t elementSize);
+                             uint32_t element_size);
 Status SDOBinaryArrayGetByIndex(const void *array, uint32_t index, void *buffer, uint32_t *size);
 
 // SMSDOConfigArrayToBinaryArray: a null buffer only measures (without the

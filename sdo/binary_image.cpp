@@ -11,18 +11,18 @@ bool BinaryImage::Open(const void *base, uint32_t room, Kind kind) {
   base_ = static_cast<const uint8_t *>(base);
   uint32_t magic = Load32(base_);
   if (magic == kObjectMagic) {
-    isArray_ = false;
+    is_array_ = false;
   } else if (magic == kArrayMagic) {
-    isArray_ = true;
+    is_array_ = true;
   } else {
     return false;
   }
-  if ((kind == Kind::kObject && isArray_) || (kind == Kind::kArray && !isArray_)) return false;
+  if ((kind == Kind::kObject && is_array_) || (kind == Kind::kArray && !is_array_)) return false;
   count_ = Load16(base_ + 4);
   total_ = Load16(base_ + 6);
   // Records (objects) and element headers (arrays) both take 8 bytes per count.
-  dataStart_ = kHeaderSize + kRecordSize * count_;
-  return total_ >= kHeaderSize && total_ <= room && dataStart_ <= total_;
+  data_start_ = kHeaderSize + kRecordSize * count_;
+  return total_ >= kHeaderSize && total_ <= room && data_start_ <= total_;
 }
 
 bool BinaryImage::Value(uint32_t index, RecordValue *value) const {
@@ -31,15 +31,15 @@ bool BinaryImage::Value(uint32_t index, RecordValue *value) const {
   value->type = record[2];
   uint8_t storage = record[3];
   if ((storage & kStorageOutOfLine) == 0) {
-    value->isInline = true;
+    value->is_inline = true;
     value->data = record + 4;
     value->length = (storage & 3u) + 1;
     return true;
   }
-  value->isInline = false;
+  value->is_inline = false;
   uint32_t length = Load16(record + 4);
   uint32_t start = static_cast<uint32_t>(record - base_) + Load16(record + 6);
-  if (start < dataStart_ || start + length > total_) return false;
+  if (start < data_start_ || start + length > total_) return false;
   value->data = base_ + start;
   value->length = length;
   return true;

@@ -50,7 +50,7 @@ inline void Store32(uint8_t *at, uint32_t value) {
 struct RecordValue {
   uint16_t id;
   uint8_t type;
-  bool isInline;
+  bool is_inline;
   const uint8_t *data;  // inside the image
   uint32_t length;      // the value's own length: 1-4 inline, the length field otherwise
 };
@@ -65,9 +65,9 @@ class BinaryImage {
   bool Open(const void *base, uint32_t room, Kind kind);
 
   const uint8_t *base() const { return base_; }
-  bool isArray() const { return isArray_; }
+  bool is_array() const { return is_array_; }
   uint32_t count() const { return count_; }
-  uint32_t totalSize() const { return total_; }
+  uint32_t total_size() const { return total_; }
 
   // Objects: the record at `index` (< count) and its value; false when the
   // value strays outside the data area.
@@ -85,8 +85,8 @@ class BinaryImage {
   const uint8_t *base_ = nullptr;
   uint32_t count_ = 0;
   uint32_t total_ = 0;
-  uint32_t dataStart_ = 0;  // first byte past the entry table (objects)
-  bool isArray_ = false;
+  uint32_t data_start_ = 0;  // first byte past the entry table (objects)
+  bool is_array_ = false;
 };
 
 // Header fields of a block whose magic is not yet known (the 8 bytes are read).

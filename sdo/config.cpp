@@ -27,8 +27,8 @@ Config *LoadHandle(const uint8_t *at) {
 }
 
 bool HoldsChild(const Entry &entry, const Config *child) {
-  if (!entry.holdsChildren()) return false;
-  for (uint32_t i = 0; i < entry.childCount(); ++i) {
+  if (!entry.holds_children()) return false;
+  for (uint32_t i = 0; i < entry.child_count(); ++i) {
     if (entry.child(i) == child) return true;
   }
   return false;
@@ -37,8 +37,8 @@ bool HoldsChild(const Entry &entry, const Config *child) {
 // Frees an entry and the children it owns, except those that `keeper` holds
 // (a replacement that stores some of the same handles again keeps them).
 void ReleaseEntry(Entry *entry, const Entry *keeper = nullptr) {
-  if (entry->holdsChildren()) {
-    for (uint32_t i = 0; i < entry->childCount(); ++i) {
+  if (entry->holds_children()) {
+    for (uint32_t i = 0; i < entry->child_count(); ++i) {
       Config *child = entry->child(i);
       if (child != nullptr && (keeper == nullptr || !HoldsChild(*keeper, child))) {
         SDOConfigFree(child);
@@ -54,8 +54,8 @@ auto LowerBound(Index &index, uint16_t id) {
                           [](const Config::Slot &slot, uint16_t key) { return slot.id < key; });
 }
 
-// Copies a found value out: a null buffer or one too small gives 16, and the
-// size out is the value's size in every case.
+// Copies a found value out: a null buffer or one too small gives
+// kBufferTooSmall, and the size out is the value's size in every case.
 Status CopyOut(const Entry &entry, void *buffer, uint32_t *size) {
   uint32_t room = *size;
   *size = entry.size;
@@ -74,14 +74,14 @@ uint64_t BinaryValueSize(uint8_t type, const uint8_t *value, uint32_t size) {
   if ((type & kTypeCodeMask) != kCodeConfig) return size;
   if ((type & kArrayFlag) == 0) {
     const Config *child = LoadHandle(value);
-    return child != nullptr ? child->binarySize() : 0;
+    return child != nullptr ? child->binary_size() : 0;
   }
   // An array becomes a binary array: its header, then each element's image.
   // Null handles are skipped by that conversion, so they count nothing here.
   uint64_t sum = kHeaderSize;
   for (uint32_t at = 0; at + kHandleSize <= size; at += kHandleSize) {
     const Config *child = LoadHandle(value + at);
-    if (child != nullptr) sum += child->binarySize();
+    if (child != nullptr) sum += child->binary_size();
   }
   return sum;
 }
@@ -181,7 +181,7 @@ Status Config::Store(uint16_t id, uint8_t type, const uint8_t *value, uint32_t s
   // The limit counts the old value too when replacing: a replacement that would
   // fit only once the old value has gone is refused.
   const uint64_t cost = EntryCost(BinaryValueSize(type, value, size));
-  if (binarySize_ + cost > kMaxImageSize) return Status::kWriteFailed;
+  if (binary_size_ + cost > kMaxImageSize) return Status::kWriteFailed;
 
   auto *entry = static_cast<Entry *>(base::AllocZeroed(1, sizeof(Entry) + size));
   if (entry == nullptr) return Status::kNoMemory;
@@ -197,9 +197,9 @@ Status Config::Store(uint16_t id, uint8_t type, const uint8_t *value, uint32_t s
       return Status::kInUse;
     }
     Entry *old = it->entry;
-    const uint64_t oldCost = EntryCost(*old);
+    const uint64_t old_cost = EntryCost(*old);
     it->entry = entry;
-    binarySize_ = static_cast<uint32_t>(binarySize_ + cost - oldCost);
+    binary_size_ = static_cast<uint32_t>(binary_size_ + cost - old_cost);
     ReleaseEntry(old, entry);
     return Status::kSuccess;
   }
@@ -213,7 +213,7 @@ Status Config::Store(uint16_t id, uint8_t type, const uint8_t *value, uint32_t s
     base::FreeMem(entry);
     return Status::kNoMemory;
   }
-  binarySize_ += static_cast<uint32_t>(cost);
+  binary_size_ += static_cast<uint32_t>(cost);
   return Status::kSuccess;
 }
 
@@ -235,10 +235,10 @@ Status Config::GetByIndex(uint32_t index, uint16_t *id, uint8_t *type, void *buf
   return CopyOut(*entry, buffer, size);
 }
 
-Status Config::Remove(uint16_t id, uint32_t index, uint32_t removeAll) {
-  if (removeAll != 0) {
+Status Config::Remove(uint16_t id, uint32_t index, uint32_t remove_all) {
+  if (remove_all != 0) {
     Clear();
-    binarySize_ = kEmptyBinarySize;
+    binary_size_ = kEmptyBinarySize;
     return Status::kSuccess;
   }
   size_t position;
@@ -253,7 +253,7 @@ Status Config::Remove(uint16_t id, uint32_t index, uint32_t removeAll) {
   }
   Entry *entry = index_[position].entry;
   index_.erase(index_.begin() + static_cast<std::ptrdiff_t>(position));
-  binarySize_ -= static_cast<uint32_t>(EntryCost(*entry));  // children's sizes as they are now
+  binary_size_ -= static_cast<uint32_t>(EntryCost(*entry));  // children's sizes as they are now
   ReleaseEntry(entry);
   return Status::kSuccess;
 }
@@ -267,16 +267,16 @@ uint32_t Config::RecalcBinarySize() {
   for (const Slot &slot : index_) {
     const Entry &entry = *slot.entry;
     sum += kRecordSize;
-    if (!entry.holdsChildren()) {
+    if (!entry.holds_children()) {
       sum += entry.size;
       continue;
     }
-    for (uint32_t i = 0; i < entry.childCount(); ++i) {
+    for (uint32_t i = 0; i < entry.child_count(); ++i) {
       const Config *child = entry.child(i);
-      if (child != nullptr) sum += child->binarySize();
+      if (child != nullptr) sum += child->binary_size();
     }
   }
-  binarySize_ = sum;
+  binary_size_ = sum;
   return sum;
 }
 
@@ -285,7 +285,7 @@ uint32_t SDOConfigGetCount(const Config *config) {
 }
 
 uint32_t SDOConfigGetBinarySize(const Config *config) {
-  return config != nullptr ? config->binarySize() : 0;
+  return config != nullptr ? config->binary_size() : 0;
 }
 
 uint32_t SDOConfigReCalcBinarySize(Config *config) {
@@ -310,9 +310,9 @@ Status SDOConfigGetDataByIndex(const Config *config, uint32_t index, uint16_t *i
   return config->GetByIndex(index, id, type, buffer, size);
 }
 
-Status SDOConfigRemoveData(Config *config, uint16_t id, uint32_t index, uint32_t removeAll) {
+Status SDOConfigRemoveData(Config *config, uint16_t id, uint32_t index, uint32_t remove_all) {
   if (config == nullptr) return Status::kInvalidParameter;
-  return config->Remove(id, index, removeAll);
+  return config->Remove(id, index, remove_all);
 }
 
 namespace {
@@ -320,7 +320,7 @@ namespace {
 // The image of a config whose cached size is a valid image size, written into
 // a fresh heap block (released with base::FreeMem); null on any failure.
 uint8_t *ImageOf(const Config &config) {
-  const uint32_t size = config.binarySize();
+  const uint32_t size = config.binary_size();
   if (size < kEmptyBinarySize || size > kMaxImageSize) return nullptr;
   auto *image = static_cast<uint8_t *>(base::AllocMem(size));
   if (image == nullptr) return nullptr;
@@ -336,12 +336,12 @@ uint8_t *ImageOf(const Config &config) {
 
 int32_t SDOConfigCompareByValue(const Config *a, const Config *b) {
   if (a == nullptr || b == nullptr) return a == b ? 1 : 0;
-  if (a->binarySize() != b->binarySize()) return 0;
-  uint8_t *imageA = ImageOf(*a);
-  uint8_t *imageB = imageA != nullptr ? ImageOf(*b) : nullptr;
-  const bool equal = imageB != nullptr && std::memcmp(imageA, imageB, a->binarySize()) == 0;
-  base::FreeMem(imageA);
-  base::FreeMem(imageB);
+  if (a->binary_size() != b->binary_size()) return 0;
+  uint8_t *image_a = ImageOf(*a);
+  uint8_t *image_b = image_a != nullptr ? ImageOf(*b) : nullptr;
+  const bool equal = image_b != nullptr && std::memcmp(image_a, image_b, a->binary_size()) == 0;
+  base::FreeMem(image_a);
+  base::FreeMem(image_b);
   return equal ? 1 : 0;
 }
 
@@ -349,7 +349,7 @@ Config *SDOConfigClone(const Config *config) {
   if (config == nullptr) return nullptr;
   uint8_t *image = ImageOf(*config);
   if (image == nullptr) return nullptr;
-  Config *clone = SDOBinaryToConfig(image, config->binarySize(), 0);
+  Config *clone = SDOBinaryToConfig(image, config->binary_size(), 0);
   base::FreeMem(image);
   return clone;
 }

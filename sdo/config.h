@@ -31,9 +31,9 @@ struct Entry {
 
   uint8_t *data() { return reinterpret_cast<uint8_t *>(this + 1); }
   const uint8_t *data() const { return reinterpret_cast<const uint8_t *>(this + 1); }
-  bool holdsChildren() const { return (type & kTypeCodeMask) == kCodeConfig; }
-  bool isArray() const { return (type & kArrayFlag) != 0; }
-  uint32_t childCount() const { return isArray() ? size / kHandleSize : 1; }
+  bool holds_children() const { return (type & kTypeCodeMask) == kCodeConfig; }
+  bool is_array() const { return (type & kArrayFlag) != 0; }
+  uint32_t child_count() const { return is_array() ? size / kHandleSize : 1; }
   Config *child(uint32_t i) const;  // element i of a code-13 value (may be null in an array)
 };
 
@@ -43,8 +43,8 @@ inline bool IsValidId(uint16_t id) {
 
 // Bytes the binary form spends on a value: its 8-byte record, plus the value
 // itself when it is too long (over 4 bytes) to sit inline in the record.
-inline uint64_t EntryCost(uint64_t valueSize) {
-  return valueSize <= 4 ? 8 : 8 + valueSize;
+inline uint64_t EntryCost(uint64_t value_size) {
+  return value_size <= 4 ? 8 : 8 + value_size;
 }
 
 class Config {
@@ -58,7 +58,7 @@ class Config {
   using Index = std::vector<Slot, base::Allocator<Slot>>;
 
   uint32_t count() const { return static_cast<uint32_t>(index_.size()); }
-  uint32_t binarySize() const { return binarySize_; }
+  uint32_t binary_size() const { return binary_size_; }
   const Index &slots() const { return index_; }
   const Entry *Find(uint16_t id) const;
 
@@ -70,7 +70,7 @@ class Config {
   Status GetById(uint16_t id, uint8_t *type, void *buffer, uint32_t *size) const;
   Status GetByIndex(uint32_t index, uint16_t *id, uint8_t *type, void *buffer,
                     uint32_t *size) const;
-  Status Remove(uint16_t id, uint32_t index, uint32_t removeAll);
+  Status Remove(uint16_t id, uint32_t index, uint32_t remove_all);
   uint32_t RecalcBinarySize();
   // Room for `n` entries in the index; false when memory runs out.
   bool Reserve(uint32_t n);
@@ -86,7 +86,7 @@ class Config {
   void Clear();
 
   Index index_;  // ascending by ID, IDs unique
-  uint32_t binarySize_ = kEmptyBinarySize;
+  uint32_t binary_size_ = kEmptyBinarySize;
 };
 
 // A new empty config; null when memory runs out.
@@ -122,7 +122,7 @@ Status SDOConfigGetDataByID(const Config *config, uint16_t id, uint8_t *type, vo
                             uint32_t *size);
 Status SDOConfigGetDataByIndex(const Config *config, uint32_t index, uint16_t *id, uint8_t *type,
                                void *buffer, uint32_t *size);
-Status SDOConfigRemoveData(Config *config, uint16_t id, uint32_t index, uint32_t removeAll);
+Status SDOConfigRemoveData(Config *config, uint16_t id, uint32_t index, uint32_t remove_all);
 
 // Configs equal by binary form: 1 or 0 (two nulls are equal).
 int32_t SDOConfigCompareByValue(const Config *a, const Config *b);

@@ -1,7 +1,9 @@
 // UCS-2 string routines: the byte-string classics over 16-bit units, with no
 // surrogate, normalisation or case awareness, plus escaping to 7-bit UTF-8.
 // Lengths and counts are in units. The routines trust their pointers, as the C
-// library does; only UCS2ToEscape validates and reports statuses.
+// library does; only UCS2ToEscape validates and reports statuses. Each `_s`
+// export forwards to the routine of its plain form: it drops its size
+// argument.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,6 @@
-// Name-value parameters: the name matching rule, typed values through XLT, and
-// enumeration tables, with single values or lists split at "|" or ",".
+// Name-value parameters: the name matching rule, typed values through the
+// translation, and enumeration tables, with single values or lists split at
+// "|" or ",".
 #include "values/parameters.h"
 
 #include <strings.h>

@@ -97,7 +97,7 @@ bool EqualsIgnoringAsciiCase(const char *text, const char *word) {
   return *text == 0;
 }
 
-// UTF-8 to UCS-2 into the caller's block within `*size` bytes; status 16
+// UTF-8 to UCS-2 into the caller's block within `*size` bytes; kBufferTooSmall
 // reports the size needed. A block that is not aligned for 16-bit units is
 // filled through an aligned copy.
 Status ConvertToUcs2(const char *text, void *value, uint32_t *size) {

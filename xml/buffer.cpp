@@ -174,17 +174,16 @@ Status AppendTextValue(Buffer *buffer, const char *text, const SMXGBufFormat *fo
 // The translation's text of a value, in a heap block of `scratch` bytes (0:
 // the translation measures first) that is enlarged once to the size reported
 // when it proves too small. On success *text owns the block.
-Status TranslateValue(const void *value, uint32_t value_size, uint32_t xlt_type, uint32_t scratch,
+Status TranslateValue(const void *value, uint32_t value_size, uint32_t type, uint32_t scratch,
                       char **text) {
   if (scratch == 0) {
-    const Status status =
-        values::XLTTypeValueToUTF8(value, value_size, nullptr, &scratch, xlt_type);
+    const Status status = values::XLTTypeValueToUTF8(value, value_size, nullptr, &scratch, type);
     if (!Ok(status)) return status;
   }
   auto *block = static_cast<char *>(kx::base::AllocMem(scratch));
   if (block == nullptr) return Status::kNoMemory;
   uint32_t size = scratch;
-  Status status = values::XLTTypeValueToUTF8(value, value_size, block, &size, xlt_type);
+  Status status = values::XLTTypeValueToUTF8(value, value_size, block, &size, type);
   if (status == Status::kBufferTooSmall) {
     auto *larger = static_cast<char *>(kx::base::ReAllocMem(block, size));
     if (larger == nullptr) {
@@ -192,7 +191,7 @@ Status TranslateValue(const void *value, uint32_t value_size, uint32_t xlt_type,
       return Status::kNoMemory;
     }
     block = larger;
-    status = values::XLTTypeValueToUTF8(value, value_size, block, &size, xlt_type);
+    status = values::XLTTypeValueToUTF8(value, value_size, block, &size, type);
   }
   if (!Ok(status)) {
     kx::base::FreeMem(block);

@@ -26,12 +26,13 @@ typedef int32_t (*SMContainerCallback)(void *pKey, void *pElement);
  * frees them. An entry allocated with a non-zero payload size carries its
  * payload right behind the header in the same block, pData pointing to it;
  * one ...EntryFree releases both. A list record never owns its entries:
- * ...ListFree releases the record only. Lists and entries come from malloc and
- * go back to free directly. Only the ordered inserts return a status: 0 when
- * inserted, SM_STATUS_IN_USE (258) when an entry compares equal (nothing
- * changes), SM_STATUS_INVALID_PARAMETER (271) for a null argument. Other
- * calls do nothing, or return null, when a pointer they need is null. The
- * list's head and tail are both null or both set; the calls trust that.
+ * ...ListFree releases the record only. Lists and entries come from the
+ * process heap, as SMAllocMem's blocks do, and go back to it directly. Only
+ * the ordered inserts return a status: 0 when inserted, SM_STATUS_IN_USE (258)
+ * when an entry compares equal (nothing changes), SM_STATUS_INVALID_PARAMETER
+ * (271) for a null argument. Other calls do nothing, or return null, when a
+ * pointer they need is null. The list's head and tail are both null or both
+ * set; the calls trust that.
  */
 
 /* An entry of a singly linked list; an allocated payload follows it. */
@@ -141,13 +142,14 @@ KXSUPT_API int32_t SMDLListIsEmpty(SMDLList *pList);
  * address; SMRedBlackTreeIsEmpty and SMRedBlackTreeDataWalk take its value,
  * the root node. Every call that orders takes a key and a compare callback,
  * compare(pKey, data); keys are unique. The tree never dereferences data
- * pointers and never frees them; nodes come from malloc and go back to free.
+ * pointers and never frees them; nodes come from the process heap and go back
+ * to it.
  * Statuses: 0 success, SM_STATUS_NOT_AVAILABLE (256) no node matches,
  * SM_STATUS_IN_USE (258) the key is present, SM_STATUS_INVALID_PARAMETER
  * (271) null argument, SM_STATUS_NO_MEMORY (272) node allocation failed.
  */
 
-/* A node of the tree, from malloc; the handle points to the root node. */
+/* A node of the tree, from the process heap; the handle points to the root. */
 typedef struct SMRedBlackTreeNode {
   struct SMRedBlackTreeNode *pLeft;   /* keys before this node's */
   struct SMRedBlackTreeNode *pRight;  /* keys after this node's */

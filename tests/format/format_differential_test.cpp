@@ -225,7 +225,7 @@ using Maker = Case (Generator::*)();
 
 // Each family of conversions with a buffer large enough for everything; stops
 // a family after a handful of mismatches.
-TEST(FormatAgreesWithC, RandomConversionsOfEveryFamily) {
+TEST(FormatAgreesWithC, on_random_conversions_of_every_family) {
   const struct {
     Maker make;
     int count;
@@ -257,7 +257,7 @@ TEST(FormatAgreesWithC, RandomConversionsOfEveryFamily) {
 // prefix that fits, always terminated, the count is what was stored, nothing
 // is written past the buffer, and the truncation flag (set beforehand) says
 // whether bytes were dropped. A null destination counts the same.
-TEST(FormatTruncation, EverySizeStoresThePrefixThatFits) {
+TEST(FormatTruncation, every_size_stores_the_prefix_that_fits) {
   Generator generator(6);
   const Maker makers[] = {&Generator::IntegerCase, &Generator::StringCase, &Generator::FloatCase,
                           &Generator::CharacterCase};

@@ -38,7 +38,7 @@ void ExpectRows(const std::vector<std::pair<Run, std::string>> &rows) {
   for (const auto &[run, expected] : rows) EXPECT_EQ(run.text, expected) << run.format;
 }
 
-TEST(FormatFloatingPoint, DifferencesFromC) {
+TEST(FormatFloatingPoint, differs_from_c_where_the_library_rules_say) {
   const double inf = std::numeric_limits<double>::infinity();
   const double nan = std::numeric_limits<double>::quiet_NaN();
   char c_text[1200];
@@ -68,7 +68,7 @@ TEST(FormatFloatingPoint, DifferencesFromC) {
   EXPECT_EQ(SMsnprintf(nullptr, 50000, "%.100000e", 1.0), 5);
 }
 
-TEST(FormatIntegersAndText, DifferencesFromC) {
+TEST(FormatIntegersAndText, differs_from_c_where_the_library_rules_say) {
   const char unterminated[3] = {'a', 'b', 'c'};
   ExpectRows({
       {F("%#.0o", 0), ""},
@@ -94,7 +94,7 @@ TEST(FormatIntegersAndText, DifferencesFromC) {
   });
 }
 
-TEST(FormatIntegersAndText, PercentNCountsDroppedBytesToo) {
+TEST(FormatIntegersAndText, percent_n_counts_dropped_bytes_too) {
   char buffer[4];
   int count = -1;
   EXPECT_EQ(SMsnprintf(buffer, sizeof buffer, "abcdef%n", &count), 3);
@@ -110,7 +110,7 @@ TEST(FormatIntegersAndText, PercentNCountsDroppedBytesToo) {
 }
 
 // UCS-2 text is converted to UTF-8 and then treated exactly like %s.
-TEST(FormatUcs2, ConvertsThenPrintsAsString) {
+TEST(FormatUcs2, converts_then_prints_as_a_string) {
   const uint16_t hello[] = {'h', 0xE9, 'l', 0x4E16, 0};  // 1 + 2 + 1 + 3 bytes of UTF-8
   // A surrogate pair at the start: the converter resolves each of its two
   // units to the pair's character.
@@ -137,7 +137,7 @@ TEST(FormatUcs2, ConvertsThenPrintsAsString) {
 // Attach creates the module's mutex once, detach destroys it (also when
 // attach never ran), and threads formatting at once each get their own text
 // whether it exists or not.
-TEST(FormatModule, AttachDetachAndFallbackLock) {
+TEST(FormatModule, attach_and_detach_own_the_lock_and_a_fallback_serialises_without_it) {
   kx::format::FormatDetach();
   for (bool attached : {false, true, false, true}) {
     if (attached) {

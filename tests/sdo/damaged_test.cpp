@@ -85,16 +85,17 @@ TEST(SdoDamaged, truncated_images_are_refused_by_every_reader) {
     // An add reads only the size it is given: a value cut short of the header
     // it claims is a failed conversion.
     Bytes cut(image.begin(), image.begin() + static_cast<std::ptrdiff_t>(length));
-    EXPECT_EQ(sdotest::Add(config.get(), 1, cut, 0x0C), length < 4 ? 271u : 0xFFFFFFFFu);
+    EXPECT_EQ(sdotest::Add(config.get(), 1, cut, 0x0C),
+              length < 4 ? SM_STATUS_INVALID_PARAMETER : SM_STATUS_ERROR);
     if (length < 8) continue;
     // The block was cut and its size field says so: records that point past
     // it must be refused.
     sdotest::Put16(cut, 6, length);
     EXPECT_EQ(SMSDOBinaryToConfig(cut.data()), nullptr);
-    EXPECT_EQ(Walk(cut, 0), 271u);
+    EXPECT_EQ(Walk(cut, 0), SM_STATUS_INVALID_PARAMETER);
     uint32_t room = static_cast<uint32_t>(length);
     if (length >= 16) {
-      EXPECT_NE(SMSDOBinarySetData(cut.data(), &room, 7, 4, &image[0], 6), 0u);
+      EXPECT_NE(SMSDOBinarySetData(cut.data(), &room, 7, 4, &image[0], 6), SM_STATUS_SUCCESS);
     }
     ExerciseReaders(cut);
   }
@@ -112,11 +113,14 @@ TEST(SdoDamaged, lying_fields_are_refused_with_each_operations_status) {
     uint8_t buffer[64];
     uint32_t size = sizeof buffer;
     uint16_t id = 0;
-    EXPECT_EQ(SMSDOBinaryGetDataByID(image.data(), 3, nullptr, buffer, &size), 257u);
-    EXPECT_EQ(SMSDOBinaryGetDataByIndex(image.data(), 0, &id, nullptr, buffer, &size), 257u);
+    EXPECT_EQ(SMSDOBinaryGetDataByID(image.data(), 3, nullptr, buffer, &size),
+              SM_STATUS_OS_FAILURE);
+    EXPECT_EQ(SMSDOBinaryGetDataByIndex(image.data(), 0, &id, nullptr, buffer, &size),
+              SM_STATUS_OS_FAILURE);
     EXPECT_EQ(SMSDOBinaryToConfig(image.data()), nullptr);
-    EXPECT_EQ(Walk(image, 1), 271u);
-    EXPECT_EQ(SMSDOBinarySetData(image.data(), &(size = 30), 3, 7, buffer, 2), 271u);
+    EXPECT_EQ(Walk(image, 1), SM_STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(SMSDOBinarySetData(image.data(), &(size = 30), 3, 7, buffer, 2),
+              SM_STATUS_INVALID_PARAMETER);
   }
 }
 
@@ -126,7 +130,7 @@ TEST(SdoDamaged, nested_images_must_fit_in_their_value) {
   const uint32_t offset = 16 + sdotest::Get16(&image[16 + 6]);
   sdotest::Put16(image, offset + 6, sdotest::Get16(&image[16 + 4]) + 1);
   EXPECT_EQ(SMSDOBinaryToConfig(image.data()), nullptr);
-  EXPECT_EQ(Walk(image, 1), 271u);
+  EXPECT_EQ(Walk(image, 1), SM_STATUS_INVALID_PARAMETER);
   EXPECT_EQ(Walk(image, 0), 0u);  // without recursion the nested image is never opened
 
   // An array whose last element claims to run past the array.
@@ -134,12 +138,13 @@ TEST(SdoDamaged, nested_images_must_fit_in_their_value) {
   sdotest::Put16(array, 16 + 6, 9);
   uint8_t buffer[64];
   uint32_t size = sizeof buffer;
-  EXPECT_EQ(SMSDOBinaryArrayGetByIndex(array.data(), 0, 1, buffer, &size), 257u);
+  EXPECT_EQ(SMSDOBinaryArrayGetByIndex(array.data(), 0, 1, buffer, &size), SM_STATUS_OS_FAILURE);
   SDOConfig *handles[2] = {};
-  EXPECT_EQ(SMSDOBinaryArrayToConfigArray(array.data(), handles, &(size = 2)), 257u);
+  EXPECT_EQ(SMSDOBinaryArrayToConfigArray(array.data(), handles, &(size = 2)),
+            SM_STATUS_OS_FAILURE);
   size = static_cast<uint32_t>(array.size());
-  EXPECT_EQ(SMSDOBinaryArrayAddData(array.data(), &size, buffer, 8), 271u);
-  EXPECT_EQ(Walk(array, 0), 271u);
+  EXPECT_EQ(SMSDOBinaryArrayAddData(array.data(), &size, buffer, 8), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(Walk(array, 0), SM_STATUS_INVALID_PARAMETER);
 }
 
 // An image nested `levels` deep: each level is a header and one record
@@ -167,18 +172,18 @@ TEST(SdoDamaged, nesting_up_to_the_bound_works_and_deeper_is_refused) {
   EXPECT_EQ(Walk(deepest, 1), 0u);
   EXPECT_EQ(g_begins, kBound);  // the innermost image is empty
   EXPECT_EQ(SMSDOBinaryToConfig(tooDeep.data()), nullptr);
-  EXPECT_EQ(Walk(tooDeep, 1), 271u);
+  EXPECT_EQ(Walk(tooDeep, 1), SM_STATUS_INVALID_PARAMETER);
   EXPECT_EQ(g_begins, 0u);  // refused before the first callback
   EXPECT_EQ(Walk(tooDeep, 0), 0u);
   // Added as a value, the image sits one level below its config.
   config.reset(SMSDOConfigAlloc());
-  EXPECT_EQ(sdotest::Add(config.get(), 1, deepest, 0x0C), 0xFFFFFFFFu);
-  EXPECT_EQ(sdotest::Add(config.get(), 1, DeepImage(kBound - 1), 0x0C), 0u);
+  EXPECT_EQ(sdotest::Add(config.get(), 1, deepest, 0x0C), SM_STATUS_ERROR);
+  EXPECT_EQ(sdotest::Add(config.get(), 1, DeepImage(kBound - 1), 0x0C), SM_STATUS_SUCCESS);
   // The largest image the format allows, nested to the full 4095 levels, is
   // refused quickly and without a deep recursion.
   const Bytes formatLimit = DeepImage((65535 - 8) / 16);
   EXPECT_EQ(SMSDOBinaryToConfig(formatLimit.data()), nullptr);
-  EXPECT_EQ(Walk(formatLimit, 1), 271u);
+  EXPECT_EQ(Walk(formatLimit, 1), SM_STATUS_INVALID_PARAMETER);
 }
 
 // Every single-byte change of a nested image, at every position: whatever the

@@ -23,8 +23,8 @@ using sdotest::ToBinary;
 // IDs 5 (2-byte value 0x1234, host order) and 3 (6 bytes), added out of order.
 ConfigPtr SampleConfig() {
   ConfigPtr config(SMSDOConfigAlloc());
-  EXPECT_EQ(Add(config.get(), 5, {0x34, 0x12}, 0x02), 0u);
-  EXPECT_EQ(Add(config.get(), 3, {0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5}, 0x07), 0u);
+  EXPECT_EQ(Add(config.get(), 5, {0x34, 0x12}, 0x02), SM_STATUS_SUCCESS);
+  EXPECT_EQ(Add(config.get(), 3, {0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5}, 0x07), SM_STATUS_SUCCESS);
   return config;
 }
 
@@ -76,37 +76,52 @@ TEST(SdoQuirks, layout_example_and_statuses_in_check_order) {
     int typeOut = 0x55;    // the type byte after the call
   } cases[] = {
       {"config count of null", 0, [] { return SMSDOConfigGetCount(nullptr); }, 0xFFFFFFFF},
-      {"config by ID, ID 0xFFFF", 8, [&] { return cById(0xFFFF); }, 271},
-      {"config by ID, absent", 8, [&] { return cById(4); }, 256, 8},
-      {"config by ID, too small", 5, [&] { return cById(3); }, 16, 6, 0x07},
+      {"config by ID, ID 0xFFFF", 8, [&] { return cById(0xFFFF); }, SM_STATUS_INVALID_PARAMETER},
+      {"config by ID, absent", 8, [&] { return cById(4); }, SM_STATUS_NOT_AVAILABLE, 8},
+      {"config by ID, too small", 5, [&] { return cById(3); }, SM_STATUS_BUFFER_TOO_SMALL, 6, 0x07},
       {"config by index, past the end", 8,
-       [&] { return SMSDOConfigGetDataByIndex(config.get(), 2, &id, 0, buf, &size); }, 12},
-      {"binary by ID, ID 0", 8, [&] { return bById(image, 0); }, 271},
-      {"binary by ID, foreign magic", 8, [&] { return bById(wrong.data(), 5); }, 257},
-      {"binary by ID, array magic", 8, [&] { return bById(kEmptyArray.data(), 5); }, 257},
-      {"binary by ID, absent", 8, [&] { return bById(image, 4); }, 256},
-      {"binary by ID, too small", 3, [&] { return bById(image, 5); }, 16, 4},
-      {"binary by ID, an inline slot", 8, [&] { return bById(image, 5); }, 0, 4, 0x02},
-      {"binary by index, past the end", 8, [&] { return bByIndex(image, 2, &id); }, 12},
+       [&] { return SMSDOConfigGetDataByIndex(config.get(), 2, &id, 0, buf, &size); },
+       SM_STATUS_NOT_IN_USE},
+      {"binary by ID, ID 0", 8, [&] { return bById(image, 0); }, SM_STATUS_INVALID_PARAMETER},
+      {"binary by ID, foreign magic", 8, [&] { return bById(wrong.data(), 5); },
+       SM_STATUS_OS_FAILURE},
+      {"binary by ID, array magic", 8, [&] { return bById(kEmptyArray.data(), 5); },
+       SM_STATUS_OS_FAILURE},
+      {"binary by ID, absent", 8, [&] { return bById(image, 4); }, SM_STATUS_NOT_AVAILABLE},
+      {"binary by ID, too small", 3, [&] { return bById(image, 5); }, SM_STATUS_BUFFER_TOO_SMALL,
+       4},
+      {"binary by ID, an inline slot", 8, [&] { return bById(image, 5); }, SM_STATUS_SUCCESS, 4,
+       0x02},
+      {"binary by index, past the end", 8, [&] { return bByIndex(image, 2, &id); },
+       SM_STATUS_NOT_IN_USE},
       {"binary by index, count before magic", 8, [&] { return bByIndex(wrong.data(), 2, &id); },
-       12},
-      {"binary by index, foreign magic", 8, [&] { return bByIndex(wrong.data(), 1, &id); }, 257},
-      {"binary by index, too small", 5, [&] { return bByIndex(image, 0, &id); }, 16, 6},
-      {"binary by index, inline", 1, [&] { return bByIndex(image, 1, &id); }, 16, 2},
+       SM_STATUS_NOT_IN_USE},
+      {"binary by index, foreign magic", 8, [&] { return bByIndex(wrong.data(), 1, &id); },
+       SM_STATUS_OS_FAILURE},
+      {"binary by index, too small", 5, [&] { return bByIndex(image, 0, &id); },
+       SM_STATUS_BUFFER_TOO_SMALL, 6},
+      {"binary by index, inline", 1, [&] { return bByIndex(image, 1, &id); },
+       SM_STATUS_BUFFER_TOO_SMALL, 2},
       {"array get from an object", 64,
-       [&] { return SMSDOBinaryArrayGetByIndex(image, 0, 0, buf, &size); }, 257},
+       [&] { return SMSDOBinaryArrayGetByIndex(image, 0, 0, buf, &size); }, SM_STATUS_OS_FAILURE},
       {"array get past the end", 64,
-       [&] { return SMSDOBinaryArrayGetByIndex(&kEmptyArray[0], 0, 0, buf, &size); }, 256},
+       [&] { return SMSDOBinaryArrayGetByIndex(&kEmptyArray[0], 0, 0, buf, &size); },
+       SM_STATUS_NOT_AVAILABLE},
       {"to binary, too small", 29, [&] { return SMSDOConfigToBinary(config.get(), buf, &size); },
-       16, 29},
+       SM_STATUS_BUFFER_TOO_SMALL, 29},
       {"to config, array magic", 0, [&] { return toConfig(kSampleImage, 1, 'A'); }, 0},
       {"to config, duplicate ID", 0, [&] { return toConfig(kSampleImage, 16, 3); }, 0},
       {"to config, code 13", 0, [&] { return toConfig(kSampleImage, 18, 0x0D); }, 0},
-      {"set data, room 15", 15, [&] { return set(block.data(), 5, 2, 2); }, 16},
-      {"set data, foreign magic", 30, [&] { return set(wrong.data(), 5, 2, 2); }, 271},
-      {"set data never adds", 30, [&] { return set(block.data(), 6, 2, 2); }, 256},
-      {"set data, other type", 30, [&] { return set(block.data(), 5, 3, 2); }, 256},
-      {"set data, rebuilt form too big", 30, [&] { return set(block.data(), 5, 2, 40); }, 16, 70},
+      {"set data, room 15", 15, [&] { return set(block.data(), 5, 2, 2); },
+       SM_STATUS_BUFFER_TOO_SMALL},
+      {"set data, foreign magic", 30, [&] { return set(wrong.data(), 5, 2, 2); },
+       SM_STATUS_INVALID_PARAMETER},
+      {"set data never adds", 30, [&] { return set(block.data(), 6, 2, 2); },
+       SM_STATUS_NOT_AVAILABLE},
+      {"set data, other type", 30, [&] { return set(block.data(), 5, 3, 2); },
+       SM_STATUS_NOT_AVAILABLE},
+      {"set data, rebuilt form too big", 30, [&] { return set(block.data(), 5, 2, 40); },
+       SM_STATUS_BUFFER_TOO_SMALL, 70},
   };
   for (const Case &c : cases) {
     size = c.sizeIn;
@@ -126,76 +141,79 @@ TEST(SdoQuirks, failed_adds_leave_the_config_as_it_was) {
   const Bytes array = SampleArray(false), cutObject(kSampleImage.begin(), kSampleImage.end() - 1);
   using Case = std::tuple<uint16_t, uint8_t, Bytes, uint32_t, uint32_t>;
   for (const auto &[id, type, data, replace, status] : std::vector<Case>{
-           {0, 1, {1}, 0, 271},
-           {0xFFFE, 1, {1}, 0, 271},
-           {7, 0x1D, Bytes(12), 0, 271},        // not a whole number of handles
-           {7, 0x0C, {'B', 'O', 'D'}, 0, 271},  // too short to carry a magic
-           {7, 0x0C, Bytes(8, 'B'), 0, 271},    // no SDO magic
-           {5, 1, {1}, 0, 258},                 // replacement only with flag 1
-           {5, 1, {1}, 2, 258},
-           {3, 0x0C, kSampleImage, 0, 258},  // converted, then refused: freed again
-           {3, 0x0C, array, 0, 258},
-           {7, 0x0C, SampleArray(true), 0, 0xFFFFFFFF},  // an element does not convert
-           {7, 0x0C, badObject, 0, 0xFFFFFFFF},          // the image does not convert
-           {7, 0x0C, cutObject, 0, 0xFFFFFFFF},
-           {7, 0x0C, Bytes(array.begin(), array.end() - 1), 0, 257},
+           {0, 1, {1}, 0, SM_STATUS_INVALID_PARAMETER},
+           {0xFFFE, 1, {1}, 0, SM_STATUS_INVALID_PARAMETER},
+           {7, 0x1D, Bytes(12), 0, SM_STATUS_INVALID_PARAMETER},  // not a whole number of handles
+           {7, 0x0C, {'B', 'O', 'D'}, 0, SM_STATUS_INVALID_PARAMETER},  // too short to carry a
+                                                                        // magic
+           {7, 0x0C, Bytes(8, 'B'), 0, SM_STATUS_INVALID_PARAMETER},    // no SDO magic
+           {5, 1, {1}, 0, SM_STATUS_IN_USE},  // replacement only with flag 1
+           {5, 1, {1}, 2, SM_STATUS_IN_USE},
+           {3, 0x0C, kSampleImage, 0, SM_STATUS_IN_USE},  // converted, then refused: freed again
+           {3, 0x0C, array, 0, SM_STATUS_IN_USE},
+           {7, 0x0C, SampleArray(true), 0, SM_STATUS_ERROR},  // an element does not convert
+           {7, 0x0C, badObject, 0, SM_STATUS_ERROR},          // the image does not convert
+           {7, 0x0C, cutObject, 0, SM_STATUS_ERROR},
+           {7, 0x0C, Bytes(array.begin(), array.end() - 1), 0, SM_STATUS_OS_FAILURE},
        }) {
     EXPECT_EQ(Add(config.get(), id, data, type, replace), status) << id << " " << int(type);
     EXPECT_EQ(ToBinary(config.get()), kSampleImage);
   }
-  EXPECT_EQ(Add(config.get(), 5, {7}, 1, 1), 0u);  // flag 1 replaces, type and all
+  EXPECT_EQ(Add(config.get(), 5, {7}, 1, 1), SM_STATUS_SUCCESS);  // flag 1 replaces, type and all
   EXPECT_EQ(SMSDOConfigGetBinarySize(config.get()), 30u);
   EXPECT_EQ(SMSDOConfigCompareByValue(config.get(), SampleConfig().get()), 0);  // same size
 }
 
-TEST(SdoQuirks, size_and_count_limits_give_19_and_change_nothing) {
+TEST(SdoQuirks, size_and_count_limits_give_write_failed_and_change_nothing) {
   ConfigPtr config(SMSDOConfigAlloc());
   // 8 + (8 + 65519) = 65535 fits exactly; one byte more reaches 65536.
-  EXPECT_EQ(Add(config.get(), 1, Bytes(65520)), 19u);
-  ASSERT_EQ(Add(config.get(), 1, Bytes(65519)), 0u);
-  EXPECT_EQ(Add(config.get(), 2, {1}), 19u);
+  EXPECT_EQ(Add(config.get(), 1, Bytes(65520)), SM_STATUS_WRITE_FAILED);
+  ASSERT_EQ(Add(config.get(), 1, Bytes(65519)), SM_STATUS_SUCCESS);
+  EXPECT_EQ(Add(config.get(), 2, {1}), SM_STATUS_WRITE_FAILED);
   // A replacement still counts the old value, so even a smaller one is refused.
-  EXPECT_EQ(Add(config.get(), 1, {1}, 1, 1), 19u);
+  EXPECT_EQ(Add(config.get(), 1, {1}, 1, 1), SM_STATUS_WRITE_FAILED);
   EXPECT_EQ(SMSDOConfigGetBinarySize(config.get()), 65535u);
   SDOConfig *child = SMSDOConfigAlloc();  // a child that does not fit stays the caller's
-  EXPECT_EQ(SMSDOConfigAddData(config.get(), 3, 0x0D, child, 8, 0), 19u);
+  EXPECT_EQ(SMSDOConfigAddData(config.get(), 3, 0x0D, child, 8, 0), SM_STATUS_WRITE_FAILED);
   SMSDOConfigFree(child);
 
   // Every value costs at least 8 bytes: (65535 - 8) / 8 = 8190 values fit.
   config.reset(SMSDOConfigAlloc());
-  for (uint16_t id = 1; id <= 8190; ++id) ASSERT_EQ(Add(config.get(), id, {1, 2, 3, 4}), 0u);
-  EXPECT_EQ(Add(config.get(), 8191, {1}), 19u);
+  for (uint16_t id = 1; id <= 8190; ++id)
+    ASSERT_EQ(Add(config.get(), id, {1, 2, 3, 4}), SM_STATUS_SUCCESS);
+  EXPECT_EQ(Add(config.get(), 8191, {1}), SM_STATUS_WRITE_FAILED);
   EXPECT_EQ(SMSDOConfigGetCount(config.get()), 8190u);
 }
 
 TEST(SdoQuirks, recalc_counts_full_sizes_and_array_bodies_only) {
   ConfigPtr config(SMSDOConfigAlloc());
-  ASSERT_EQ(Add(config.get(), 1, {1, 2, 3, 4}), 0u);  // costs 8 + 8
+  ASSERT_EQ(Add(config.get(), 1, {1, 2, 3, 4}), SM_STATUS_SUCCESS);  // costs 8 + 8
   EXPECT_EQ(SMSDOConfigReCalcBinarySize(config.get()), 20u);
   // The binary form is still 16 bytes, so the conversion reports the mismatch.
   uint8_t image[32];
   uint32_t size = 20;
-  EXPECT_EQ(SMSDOConfigToBinary(config.get(), image, &size), 0xFFFFFFFFu);
+  EXPECT_EQ(SMSDOConfigToBinary(config.get(), image, &size), SM_STATUS_ERROR);
   EXPECT_EQ(size, 16u);
   EXPECT_EQ(SMSDOConfigClone(config.get()), nullptr);
 
   // An array of two empty children: cost rule 8 + (8 + 16) = 32, recomputed 8 + 16.
   config.reset(SMSDOConfigAlloc());
   SDOConfig *pair[] = {SMSDOConfigAlloc(), SMSDOConfigAlloc()};
-  ASSERT_EQ(SMSDOConfigAddData(config.get(), 2, 0x1D, pair, sizeof pair, 0), 0u);
+  ASSERT_EQ(SMSDOConfigAddData(config.get(), 2, 0x1D, pair, sizeof pair, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(SMSDOConfigReCalcBinarySize(config.get()), 32u);
   size = 32;  // the recomputed size cannot take the real form: refused, not overrun
-  EXPECT_EQ(SMSDOConfigToBinary(config.get(), image, &size), 0xFFFFFFFFu);
+  EXPECT_EQ(SMSDOConfigToBinary(config.get(), image, &size), SM_STATUS_ERROR);
 }
 
 TEST(SdoQuirks, binary_arrays_measure_append_and_convert_as_stated) {
   ConfigPtr a(SMSDOConfigAlloc()), b(SMSDOConfigAlloc());
   SDOConfig *configs[] = {a.get(), nullptr, b.get()};
   uint32_t size = 0;  // measuring leaves out the header and skips null handles
-  ASSERT_EQ(SMSDOConfigArrayToBinaryArray(configs, 3, nullptr, &size), 0u);
+  ASSERT_EQ(SMSDOConfigArrayToBinaryArray(configs, 3, nullptr, &size), SM_STATUS_SUCCESS);
   EXPECT_EQ(size, 16u);
   Bytes block(24);  // too small is no failure: what fits is appended, the size out tells
-  ASSERT_EQ(SMSDOConfigArrayToBinaryArray(configs, 3, block.data(), &(size = 20)), 0u);
+  ASSERT_EQ(SMSDOConfigArrayToBinaryArray(configs, 3, block.data(), &(size = 20)),
+            SM_STATUS_SUCCESS);
   EXPECT_EQ(size, 24u);
   uint16_t isArray = 0;
   EXPECT_EQ(SMSDOBinaryGetCount(block.data(), &isArray), 1);
@@ -203,24 +221,26 @@ TEST(SdoQuirks, binary_arrays_measure_append_and_convert_as_stated) {
 
   // An append may not make the block reach 65536 bytes: 16, size out unchanged.
   Bytes big(70000);
-  ASSERT_EQ(SMSDOBinaryArrayInitHeader(big.data(), 8), 0u);
+  ASSERT_EQ(SMSDOBinaryArrayInitHeader(big.data(), 8), SM_STATUS_SUCCESS);
   size = static_cast<uint32_t>(big.size());
-  EXPECT_EQ(SMSDOBinaryArrayAddData(big.data(), &size, big.data() + 8, 65528), 16u);
+  EXPECT_EQ(SMSDOBinaryArrayAddData(big.data(), &size, big.data() + 8, 65528),
+            SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 70000u);
-  EXPECT_EQ(SMSDOBinaryArrayAddData(big.data(), &size, big.data() + 8, 65527), 0u);
+  EXPECT_EQ(SMSDOBinaryArrayAddData(big.data(), &size, big.data() + 8, 65527), SM_STATUS_SUCCESS);
 
   // An object image under a type with the array flag is an array of one.
   ConfigPtr parent(SMSDOConfigAlloc());
-  ASSERT_EQ(Add(parent.get(), 1, kSampleImage, 0x5C), 0u);
+  ASSERT_EQ(Add(parent.get(), 1, kSampleImage, 0x5C), SM_STATUS_SUCCESS);
   uint8_t type = 0;
-  EXPECT_EQ(SMSDOConfigGetDataByID(parent.get(), 1, &type, nullptr, &size), 16u);
+  EXPECT_EQ(SMSDOConfigGetDataByID(parent.get(), 1, &type, nullptr, &size),
+            SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(type, 0x5D);
   EXPECT_EQ(size, 8u);
 
   // An element that does not convert clears the caller's whole array.
   SDOConfig *out[3] = {nullptr, nullptr, SMSDOConfigAlloc()};
   size = 3;
-  EXPECT_EQ(SMSDOBinaryArrayToConfigArray(SampleArray(true).data(), out, &size), 0xFFFFFFFFu);
+  EXPECT_EQ(SMSDOBinaryArrayToConfigArray(SampleArray(true).data(), out, &size), SM_STATUS_ERROR);
   for (SDOConfig *handle : out) EXPECT_EQ(handle, nullptr);
 }
 
@@ -229,13 +249,13 @@ TEST(SdoQuirks, binary_arrays_measure_append_and_convert_as_stated) {
 TEST(SdoQuirks, children_stored_again_are_kept_and_replaced_ones_freed) {
   ConfigPtr parent(SMSDOConfigAlloc());
   SDOConfig *child = SMSDOConfigAlloc();
-  ASSERT_EQ(Add(child, 1, {1, 2, 3, 4, 5}), 0u);
-  ASSERT_EQ(SMSDOConfigAddData(parent.get(), 10, 0x0D, child, 8, 0), 0u);
-  ASSERT_EQ(SMSDOConfigAddData(parent.get(), 10, 0x0D, child, 8, 1), 0u);
+  ASSERT_EQ(Add(child, 1, {1, 2, 3, 4, 5}), SM_STATUS_SUCCESS);
+  ASSERT_EQ(SMSDOConfigAddData(parent.get(), 10, 0x0D, child, 8, 0), SM_STATUS_SUCCESS);
+  ASSERT_EQ(SMSDOConfigAddData(parent.get(), 10, 0x0D, child, 8, 1), SM_STATUS_SUCCESS);
   SDOConfig *pair[] = {child, SMSDOConfigAlloc()};
-  ASSERT_EQ(SMSDOConfigAddData(parent.get(), 10, 0x1D, pair, sizeof pair, 1), 0u);
-  EXPECT_EQ(SMSDOConfigGetCount(child), 1u);        // still alive
-  ASSERT_EQ(Add(parent.get(), 10, {1}, 1, 1), 0u);  // frees both children
+  ASSERT_EQ(SMSDOConfigAddData(parent.get(), 10, 0x1D, pair, sizeof pair, 1), SM_STATUS_SUCCESS);
+  EXPECT_EQ(SMSDOConfigGetCount(child), 1u);                       // still alive
+  ASSERT_EQ(Add(parent.get(), 10, {1}, 1, 1), SM_STATUS_SUCCESS);  // frees both children
   EXPECT_EQ(SMSDOConfigGetBinarySize(parent.get()), 16u);
 }
 

@@ -28,7 +28,7 @@ constexpr int kRounds = 120;
 template <typename Read, typename... Args>
 Bytes ReadAll(Read read, Args... args) {
   uint32_t size = 0, got = 0;
-  EXPECT_EQ(read(args..., nullptr, &size), 16u);
+  EXPECT_EQ(read(args..., nullptr, &size), SM_STATUS_BUFFER_TOO_SMALL);
   Bytes out(std::max<uint32_t>(size, 1));  // an empty array still needs a buffer
   got = size;
   EXPECT_EQ(read(args..., out.data(), &got), 0u);
@@ -116,11 +116,13 @@ TEST(SdoRoundTrip, random_trees_convert_to_the_encoded_bytes_and_back) {
     const int index = generator.Uniform(0, static_cast<int>(model.values.size()) - 1);
     const auto it = std::next(model.values.begin(), index);
     const uint16_t id = index % 2 == 0 ? it->first : 0xFFFF;
-    ASSERT_EQ(SMSDOConfigRemoveData(clone.get(), id, static_cast<uint32_t>(index), 0), 0u);
+    ASSERT_EQ(SMSDOConfigRemoveData(clone.get(), id, static_cast<uint32_t>(index), 0),
+              SM_STATUS_SUCCESS);
     model.values.erase(it);
     ExpectConfigHolds(clone.get(), model);
     EXPECT_EQ(SMSDOConfigCompareByValue(clone.get(), config.get()), 0);
-    ASSERT_EQ(SMSDOConfigRemoveData(clone.get(), 0xFFFE, 7, 1), 0u);  // all: ID, index ignored
+    ASSERT_EQ(SMSDOConfigRemoveData(clone.get(), 0xFFFE, 7, 1),
+              SM_STATUS_SUCCESS);  // all: ID, index ignored
     ExpectConfigHolds(clone.get(), ModelObject{});
   }
 }
@@ -144,7 +146,7 @@ TEST(SdoRoundTrip, random_in_place_changes_match_the_changed_model) {
       value.bytes = generator.RandomBytes(length);
       uint32_t room = static_cast<uint32_t>(block.size());
       ASSERT_EQ(SMSDOBinarySetData(block.data(), &room, id, value.type, &value.bytes[0], length),
-                0u);
+                SM_STATUS_SUCCESS);
       // The block holds the changed model's encoding, except in the unused
       // tails of inline slots: an in-place change writes only the new bytes.
       Bytes expected = sdotest::EncodeObject(model);
@@ -266,11 +268,12 @@ TEST(SdoRoundTrip, walks_make_the_callbacks_the_model_predicts) {
     const ModelObject object = generator.Object(0, 20000);
     // The array walked is built by appending the elements' images.
     Bytes array(sdotest::EncodeArray(elements).size());
-    ASSERT_EQ(SMSDOBinaryArrayInitHeader(array.data(), 8), 0u);
+    ASSERT_EQ(SMSDOBinaryArrayInitHeader(array.data(), 8), SM_STATUS_SUCCESS);
     for (const ModelObject &element : elements) {
       const Bytes image = sdotest::EncodeObject(element);
       uint32_t room = static_cast<uint32_t>(array.size());
-      ASSERT_EQ(SMSDOBinaryArrayAddData(array.data(), &room, image.data(), image.size()), 0u);
+      ASSERT_EQ(SMSDOBinaryArrayAddData(array.data(), &room, image.data(), image.size()),
+                SM_STATUS_SUCCESS);
     }
     ASSERT_EQ(array, sdotest::EncodeArray(elements));
     // 0x10001 counts as 1: only the low 16 bits are compared.
