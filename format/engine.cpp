@@ -422,6 +422,7 @@ bool WriteUcs2(Output &out, Conversion &conv, const uint16_t *text) {
 // Reads flags, width, precision and length modifiers in any order; returns
 // the conversion character and leaves `format` just past it.
 unsigned char ReadConversion(const char *&format, Conversion &conv, Arguments &args) {
+  bool seen_width_digit = false;
   for (;;) {
     const auto c = static_cast<unsigned char>(*format++);
     switch (c) {
@@ -459,8 +460,14 @@ unsigned char ReadConversion(const char *&format, Conversion &conv, Arguments &a
         }
         break;
       case '0':
-        conv.flags |= kZeroPad;
-        break;
+        // Zero padding only before any width digit. After one, flags or
+        // modifiers between them, a 0 is a width digit like the others: it
+        // begins a new width, as "%5h7d" takes 7.
+        if (!seen_width_digit) {
+          conv.flags |= kZeroPad;
+          break;
+        }
+        [[fallthrough]];
       case '1':
       case '2':
       case '3':
@@ -473,6 +480,7 @@ unsigned char ReadConversion(const char *&format, Conversion &conv, Arguments &a
         int width = c - '0';
         while (IsDigit(*format)) width = SaturatingDigit(width, *format++);
         conv.width = width;
+        seen_width_digit = true;
         break;
       }
       case 'h':

@@ -5,6 +5,7 @@
 #include "codec/crc32.h"
 #include "format/format.h"
 #include "config/registry_file.h"
+#include "net/module.h"
 
 namespace kx::frame {
 
@@ -14,7 +15,8 @@ constexpr ModuleStep kSteps[] = {
     // 1. Product registry: chooses the registry file.
     {"product registry", &config::RegistryAttach, &config::RegistryDetach},
     // 2. Install paths.
-    // 3. Network addresses.
+    // 3. Network addresses: the network functions answer only while it is up.
+    {"network addresses", &net::NetworkAttach, &net::NetworkDetach},
     // 4. IPC layer.
     // 5. Critical sections.
     // 6. Event log.

@@ -23,9 +23,9 @@ Status WriteBinary(const Config &config, uint8_t *out, uint32_t room, uint32_t *
 Status SDOConfigToBinary(const Config *config, void *buffer, uint32_t *size);
 
 // A new config from the object image at `binary`, of which at most `room` bytes
-// may be read; null when the image is absent, inconsistent, nested deeper than
-// the bound, or any value does not add. `depth` is the image's nesting level.
-Config *SDOBinaryToConfig(const void *binary, uint32_t room, int depth);
+// may be read; null when the image is absent, inconsistent, or any value does
+// not add. Nested images convert at any depth without deeper native stack.
+Config *SDOBinaryToConfig(const void *binary, uint32_t room);
 
 int32_t SDOBinaryGetCount(const void *binary, uint16_t *is_array);
 uint32_t SDOBinaryGetSize(const void *binary, uint16_t *is_array);
@@ -36,8 +36,8 @@ Status SDOBinaryGetDataByIndex(const void *binary, uint32_t index, uint16_t *id,
 Status SDOBinarySetData(void *binary, uint32_t *size, uint16_t id, uint8_t type, const void *data,
                         uint32_t data_size);
 
-// SMSDOBinaryWalk. The whole image is checked before the first callback, so
-// an inconsistent one is refused (kInvalidParameter) without any call.
+// SMSDOBinaryWalk. Each image is checked when its visit starts, so a damaged
+// nested image ends the walk (kInvalidParameter) after its parents' callbacks.
 Status SDOBinaryWalk(const void *binary, uint32_t context, SMSDOBinaryWalkBeginFn begin,
                      SMSDOBinaryWalkEntryFn entry, SMSDOBinaryWalkAfterEntryFn after_entry,
                      SMSDOBinaryWalkEndFn end, uint32_t recurse);

@@ -45,12 +45,13 @@ Status SDOBinaryArrayAddData(void *array, uint32_t *size, const void *element,
     return Status::kInvalidParameter;
   }
   if (*size <= 15) return Status::kBufferTooSmall;
+  // The array's own header bounds what is read; the room only bounds what is
+  // written, so an array larger than the room stated is still measured.
   BinaryImage image;
-  uint32_t end = 0;
-  uint32_t unused = 0;
-  if (!image.Open(array, *size, BinaryImage::Kind::kArray) ||
-      !StepToElement(image, image.count(), &end, &unused)) {
-    return Status::kInvalidParameter;
+  if (!image.OpenForAppend(array)) return Status::kInvalidParameter;
+  uint32_t end = kHeaderSize;
+  for (uint32_t i = 0; i < image.count(); ++i) {
+    if (!image.StepOver(&end)) return Status::kInvalidParameter;
   }
   const uint64_t needed = uint64_t{end} + element_size;
   if (*size < needed) {
@@ -129,7 +130,7 @@ Status SDOConfigArrayToBinaryArray(Config *const *configs, uint32_t count, void 
 }
 
 Status SDOBinaryArrayToConfigArray(const void *array, uint32_t room, Config **configs,
-                                   uint32_t *count, int depth) {
+                                   uint32_t *count) {
   if (array == nullptr || count == nullptr) return Status::kInvalidParameter;
   BinaryImage image;
   if (!image.Open(array, room, BinaryImage::Kind::kArray)) return Status::kOsFailure;
@@ -152,7 +153,7 @@ Status SDOBinaryArrayToConfigArray(const void *array, uint32_t room, Config **co
       status = Status::kOsFailure;
       break;
     }
-    Config *config = SDOBinaryToConfig(image.base() + offset, size, depth + 1);
+    Config *config = SDOBinaryToConfig(image.base() + offset, size);
     if (config == nullptr) {
       status = Status::kError;
       break;

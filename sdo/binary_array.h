@@ -20,9 +20,9 @@ Status SDOConfigArrayToBinaryArray(Config *const *configs, uint32_t count, void 
                                    uint32_t *size);
 
 // SMSDOBinaryArrayToConfigArray over an array image of which at most `room`
-// bytes may be read, nested at `depth`. On a failure after the capacity test
-// every non-null handle within the capacity is freed and set to null.
+// bytes may be read. On a failure after the capacity test every non-null
+// handle within the capacity is freed and set to null.
 Status SDOBinaryArrayToConfigArray(const void *array, uint32_t room, Config **configs,
-                                   uint32_t *count, int depth);
+                                   uint32_t *count);
 
 }  // namespace kx::sdo

@@ -25,7 +25,7 @@ SMStatus SMSDOConfigArrayToBinaryArray(SDOConfig *const *ppConfigs, uint32_t cou
 SMStatus SMSDOBinaryArrayToConfigArray(const void *pArray, SDOConfig **ppConfigs,
                                        uint32_t *pCount) {
   return kx::ToC(kx::sdo::SDOBinaryArrayToConfigArray(
-      pArray, kx::sdo::kMaxImageSize, reinterpret_cast<kx::sdo::Config **>(ppConfigs), pCount, 0));
+      pArray, kx::sdo::kMaxImageSize, reinterpret_cast<kx::sdo::Config **>(ppConfigs), pCount));
 }
 
 }  // extern "C"

@@ -13,7 +13,7 @@ SMStatus SMSDOConfigToBinary(const SDOConfig *pConfig, void *pBuffer, uint32_t *
   return kx::ToC(kx::sdo::SDOConfigToBinary(FromHandle(pConfig), pBuffer, pSize));
 }
 SDOConfig *SMSDOBinaryToConfig(const void *pBinary) {
-  return kx::sdo::ToHandle(kx::sdo::SDOBinaryToConfig(pBinary, kx::sdo::kMaxImageSize, 0));
+  return kx::sdo::ToHandle(kx::sdo::SDOBinaryToConfig(pBinary, kx::sdo::kMaxImageSize));
 }
 int32_t SMSDOBinaryGetCount(const void *pBinary, uint16_t *pIsArray) {
   return kx::sdo::SDOBinaryGetCount(pBinary, pIsArray);

@@ -67,4 +67,20 @@ bool BinaryImage::Element(uint32_t offset, uint32_t *size) const {
   return true;
 }
 
+bool BinaryImage::StepOver(uint32_t *offset) const {
+  if (*offset > total_ || total_ - *offset < kHeaderSize) return false;
+  *offset += Load16(base_ + *offset + 6);
+  return true;
+}
+
+bool BinaryImage::OpenForAppend(const void *base) {
+  if (base == nullptr || HeaderMagic(base) != kArrayMagic) return false;
+  base_ = static_cast<const uint8_t *>(base);
+  is_array_ = true;
+  count_ = HeaderCount(base);
+  total_ = HeaderTotal(base);
+  data_start_ = kHeaderSize;
+  return total_ >= kHeaderSize;
+}
+
 }  // namespace kx::sdo

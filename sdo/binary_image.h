@@ -22,13 +22,6 @@ inline constexpr uint32_t kMaxImageSize = 65535;  // the total size is a 16-bit 
 inline constexpr uint8_t kStorageOutOfLine = 0x04;
 inline constexpr uint32_t kInlineSlot = 4;
 
-// Nested images are converted and walked recursively, at up to a few hundred
-// bytes of stack per level. The format itself allows 4095 levels in 65535
-// bytes, which would need about a megabyte of stack; an image nested deeper
-// than this bound is refused as inconsistent, so that a crafted block cannot
-// exhaust a thread's stack. The top image is level 0.
-inline constexpr int kMaxNestingDepth = 256;
-
 inline uint16_t Load16(const uint8_t *at) {
   uint16_t value;
   std::memcpy(&value, at, sizeof value);
@@ -80,6 +73,16 @@ class BinaryImage {
   // Arrays: the size of the element that starts at `offset`; false when its
   // header or its declared size stray outside the image.
   bool Element(uint32_t offset, uint32_t *size) const;
+
+  // Arrays being appended to, opened with OpenForAppend: `*offset` moved past
+  // the element there by the size its header declares, whatever that is
+  // (elements are copied in as given, so a header need not describe its
+  // element). False when that header does not lie inside the image.
+  bool StepOver(uint32_t *offset) const;
+
+  // Opens an array for appending: only the magic and a total size of at least
+  // 8 are required, since the elements are then stepped over one by one.
+  bool OpenForAppend(const void *base);
 
  private:
   const uint8_t *base_ = nullptr;

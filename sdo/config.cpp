@@ -92,9 +92,27 @@ Config *SDOConfigAlloc() {
 }
 
 void SDOConfigFree(Config *config) {
-  if (config == nullptr) return;
-  config->~Config();
-  base::FreeMem(config);
+  // Children are freed from a list threaded through the configs themselves,
+  // not by recursion: a chain of nested configs may be thousands deep, and
+  // freeing must neither grow the stack nor allocate.
+  if (config != nullptr) config->next_to_free_ = nullptr;
+  while (config != nullptr) {
+    Config *next = config->next_to_free_;
+    for (const Config::Slot &slot : config->index_) {
+      Entry *entry = slot.entry;
+      for (uint32_t i = 0; entry->holds_children() && i < entry->child_count(); ++i) {
+        Config *child = entry->child(i);
+        if (child == nullptr) continue;
+        child->next_to_free_ = next;
+        next = child;
+      }
+      base::FreeMem(entry);
+    }
+    config->index_.clear();
+    config->~Config();
+    base::FreeMem(config);
+    config = next;
+  }
 }
 
 Config::~Config() {
@@ -120,8 +138,7 @@ const Entry *Config::Find(uint16_t id) const {
   return it != index_.end() && it->id == id ? it->entry : nullptr;
 }
 
-Status Config::Add(uint16_t id, uint8_t type, const void *data, uint32_t size, uint32_t replace,
-                   int depth) {
+Status Config::Add(uint16_t id, uint8_t type, const void *data, uint32_t size, uint32_t replace) {
   if (!IsValidId(id) || type == 0 || data == nullptr || size == 0) {
     return Status::kInvalidParameter;
   }
@@ -139,12 +156,12 @@ Status Config::Add(uint16_t id, uint8_t type, const void *data, uint32_t size, u
   }
   if (code != kCodeBinary) return Store(id, type, bytes, size, replace);
 
-  // Code 12: a binary image, converted into children on the way in. Its size
-  // bounds every read of the image.
-  if (size < 4) return Status::kInvalidParameter;
+  // Code 12: a binary image, converted into children on the way in. As with
+  // SMSDOBinaryToConfig, the image's own header bounds every read of it; the
+  // size only has to be non-zero.
   const uint32_t magic = Load32(bytes);
   if (magic == kObjectMagic) {
-    Config *child = SDOBinaryToConfig(bytes, size, depth + 1);
+    Config *child = SDOBinaryToConfig(bytes, kMaxImageSize);
     if (child == nullptr) return Status::kError;
     Status status = Store(id, attributes | kCodeConfig, reinterpret_cast<const uint8_t *>(&child),
                           kHandleSize, replace);
@@ -155,7 +172,7 @@ Status Config::Add(uint16_t id, uint8_t type, const void *data, uint32_t size, u
   // An inconsistent header is refused as the conversion refuses it, before
   // its count sizes an allocation.
   BinaryImage array;
-  if (!array.Open(bytes, size, BinaryImage::Kind::kArray)) return Status::kOsFailure;
+  if (!array.Open(bytes, kMaxImageSize, BinaryImage::Kind::kArray)) return Status::kOsFailure;
   const uint32_t elements = array.count();
   Config **children = nullptr;
   if (elements != 0) {
@@ -163,7 +180,7 @@ Status Config::Add(uint16_t id, uint8_t type, const void *data, uint32_t size, u
     if (children == nullptr) return Status::kNoMemory;
   }
   uint32_t converted = elements;
-  Status status = SDOBinaryArrayToConfigArray(bytes, size, children, &converted, depth + 1);
+  Status status = SDOBinaryArrayToConfigArray(bytes, kMaxImageSize, children, &converted);
   if (Ok(status)) {
     status = Store(id, attributes | kArrayFlag | kCodeConfig,
                    reinterpret_cast<const uint8_t *>(children), elements * kHandleSize, replace);
@@ -295,7 +312,7 @@ uint32_t SDOConfigReCalcBinarySize(Config *config) {
 Status SDOConfigAddData(Config *config, uint16_t id, uint8_t type, const void *data, uint32_t size,
                         uint32_t replace) {
   if (config == nullptr) return Status::kInvalidParameter;
-  return config->Add(id, type, data, size, replace, 0);
+  return config->Add(id, type, data, size, replace);
 }
 
 Status SDOConfigGetDataByID(const Config *config, uint16_t id, uint8_t *type, void *buffer,
@@ -349,7 +366,7 @@ Config *SDOConfigClone(const Config *config) {
   if (config == nullptr) return nullptr;
   uint8_t *image = ImageOf(*config);
   if (image == nullptr) return nullptr;
-  Config *clone = SDOBinaryToConfig(image, config->binary_size(), 0);
+  Config *clone = SDOBinaryToConfig(image, config->binary_size());
   base::FreeMem(image);
   return clone;
 }

@@ -63,10 +63,8 @@ class Config {
   const Entry *Find(uint16_t id) const;
 
   // Adds a value (the add of the exported interface: code 12 converts, code 13
-  // takes ownership of the children once it succeeds). `depth` counts the
-  // nested images being converted, for the nesting bound.
-  Status Add(uint16_t id, uint8_t type, const void *data, uint32_t size, uint32_t replace,
-             int depth);
+  // takes ownership of the children once it succeeds).
+  Status Add(uint16_t id, uint8_t type, const void *data, uint32_t size, uint32_t replace);
   Status GetById(uint16_t id, uint8_t *type, void *buffer, uint32_t *size) const;
   Status GetByIndex(uint32_t index, uint16_t *id, uint8_t *type, void *buffer,
                     uint32_t *size) const;
@@ -74,6 +72,9 @@ class Config {
   uint32_t RecalcBinarySize();
   // Room for `n` entries in the index; false when memory runs out.
   bool Reserve(uint32_t n);
+  // Stores a value whose conversion is done: limits, allocation, index. The
+  // add's argument checks are the caller's (the image reader makes them too).
+  Status Store(uint16_t id, uint8_t type, const uint8_t *value, uint32_t size, uint32_t replace);
 
  private:
   friend Config *SDOConfigAlloc();
@@ -81,12 +82,11 @@ class Config {
   Config() = default;
   ~Config();
 
-  // Stores a value whose conversion is done: limits, allocation, index.
-  Status Store(uint16_t id, uint8_t type, const uint8_t *value, uint32_t size, uint32_t replace);
   void Clear();
 
   Index index_;  // ascending by ID, IDs unique
   uint32_t binary_size_ = kEmptyBinarySize;
+  Config *next_to_free_ = nullptr;  // SDOConfigFree's list of configs still to free
 };
 
 // A new empty config; null when memory runs out.

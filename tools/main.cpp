@@ -2,10 +2,14 @@
 // command line is built from the command table; every command is one file.
 #include <kxsupt.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <functional>
+#include <iomanip>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "command.h"
 
@@ -30,6 +34,39 @@ std::string VersionText() {
          std::to_string(SUPTGetRevision()) + ")";
 }
 
+// The first word that is not an option names a command, at every level that
+// has commands. An unknown one is named on standard error, with the commands
+// that exist, before the command line is parsed: nothing after it (a
+// "--help" included) may make the line look valid. False when one was named.
+bool CommandsExist(const CLI::App &app, int argc, char **argv) {
+  const std::function<bool(const CLI::App *)> all;
+  const CLI::App *level = &app;
+  std::string path = "kxsupt";
+  for (int i = 1; i < argc && !level->get_subcommands(all).empty(); ++i) {
+    const std::string word = argv[i];
+    if (word.size() > 1 && word[0] == '-') continue;  // an option of this level
+    std::vector<const CLI::App *> commands = level->get_subcommands(all);
+    const auto named = std::find_if(commands.begin(), commands.end(), [&word](const CLI::App *sub) {
+      return sub->get_name() == word;
+    });
+    if (named != commands.end()) {
+      level = *named;
+      path += " " + word;
+      continue;
+    }
+    Complain("'" + word + "' is not a " + path + " command; see '" + path + " --help'");
+    std::sort(commands.begin(), commands.end(),
+              [](const CLI::App *a, const CLI::App *b) { return a->get_name() < b->get_name(); });
+    std::cerr << "The " << path << " commands are:\n";
+    for (const CLI::App *sub : commands) {
+      std::cerr << "  " << std::left << std::setw(10) << sub->get_name() << sub->get_description()
+                << '\n';
+    }
+    return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 }  // namespace kxtool
@@ -49,6 +86,7 @@ int main(int argc, char **argv) {
     commands.emplace_back(sub, std::move(command));
   }
 
+  if (!CommandsExist(app, argc, argv)) return kExitBadInput;
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp &) {

@@ -26,7 +26,10 @@
  *    precision ("%g" of 1e6 gives "1000000");
  *  - infinities and NaNs print "Inf" ("-Inf" below 0); -0.0 prints as 0;
  *  - "0" pads strings and characters too; "%#.0o" of 0 prints nothing;
- *    a null pointer prints "0x0".
+ *    a null pointer prints "0x0";
+ *  - flags, width, precision and modifiers come in any order; a later width
+ *    replaces an earlier one, and a "0" after a width digit is a width digit,
+ *    not zero padding ("%5h0d" of 42 gives "42", "%5h7d" gives "     42").
  */
 #ifndef KXSUPT_FORMAT_H
 #define KXSUPT_FORMAT_H

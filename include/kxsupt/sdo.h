@@ -19,7 +19,10 @@ KXSUPT_BEGIN_DECLS
  * points to an array of child handles (8 bytes each). Children pass to the
  * parent, which frees them with itself; handles that reads return stay owned by
  * the parent. Code 12 is a nested object in binary form ("SDOB" or "SDAB"),
- * converted to code 13 on the way in. The config keeps, at all times, the size
+ * converted to code 13 on the way in; like SMSDOBinaryToConfig it is bounded
+ * by its own header, and its data size need only be non-zero. Configs and
+ * images nest to any depth that fits in 65535 bytes, and no operation needs
+ * more native stack for a deeper one. The config keeps, at all times, the size
  * of its binary form (at most 65535 bytes). Statuses: 271 for a null handle or
  * pointer, an invalid ID or a zero type byte; 12 for an index not below the
  * count; 16 for a missing or short buffer (the size needed is written back);
@@ -73,8 +76,10 @@ KXSUPT_API uint32_t SMSDOConfigReCalcBinarySize(SDOConfig *pConfig);
  * when it has 1-4 bytes or its 16-bit length and offset from the record), then
  * the longer values back to back. Children appear as complete nested images
  * under type code 12. Integers are in host byte order. The readers check every
- * header, record, offset and nested image against the declared total size and
- * refuse an inconsistent image as they refuse a wrong magic. Statuses: 271 for
+ * header, record, offset and nested image against the declared total size (a
+ * nested image against the value holding it) and refuse an inconsistent image
+ * as they refuse a wrong magic; the room a caller states bounds only what is
+ * written. Statuses: 271 for
  * a null or invalid argument (and a wrong magic when setting or walking); 257
  * for a wrong magic when reading; 12, 16 and 256 as for configs; 0xFFFFFFFF
  * when a conversion writes a size other than the config's binary size.
@@ -123,7 +128,8 @@ typedef uint32_t (*SMSDOBinaryWalkAfterEntryFn)(uint32_t context, uint32_t cooki
 /* End of an image; its result is the image's result. */
 typedef uint32_t (*SMSDOBinaryWalkEndFn)(uint32_t context, uint32_t parentCookie, uint32_t isArray);
 /* Visits an "SDOB" or "SDAB" image: begin, each record (or array element), end.
- * Empty images make no callback. With recurse (as a signed 16-bit value) equal to
+ * Each image is checked when its visit starts, so a damaged one ends the walk
+ * (271) after the callbacks of what came before it. Empty images make no callback. With recurse (as a signed 16-bit value) equal to
  * 1, nested images under code 12 and the records of array elements are visited
  * too. begin and entry are required (271); afterEntry and end may be null. The
  * result is end's, else the last afterEntry result, else 0. */
@@ -144,8 +150,9 @@ KXSUPT_API SMStatus SMSDOBinaryWalk(const void *pBinary, uint32_t context,
 
 /* Writes the empty header (count 0, size 8) into a buffer of at least 8 bytes. */
 KXSUPT_API SMStatus SMSDOBinaryArrayInitHeader(void *pBuffer, uint32_t bufferSize);
-/* Appends a copy of an element image. *pSize: room in the block (16 when 15 or
- * less; when short, 16 with the size needed out); unchanged on success. */
+/* Appends a copy of an element image, as given, where the elements end when
+ * stepped over by their declared sizes. *pSize: room in the block (16 when 15
+ * or less; when short, 16 with the size needed out); unchanged on success. */
 KXSUPT_API SMStatus SMSDOBinaryArrayAddData(void *pArray, uint32_t *pSize, const void *pElement,
                                             uint32_t elementSize);
 /* Copies element index (an "SDOB" image); a null buffer only measures (16).

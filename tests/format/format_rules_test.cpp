@@ -94,6 +94,25 @@ TEST(FormatIntegersAndText, differs_from_c_where_the_library_rules_say) {
   });
 }
 
+// "0" asks for zero padding only before any width digit. After one it is a
+// width digit itself: inside the width's own digits, as C reads "%50d"; and
+// with flags or modifiers between, where it begins a new width as any other
+// digit does there.
+TEST(FormatIntegersAndText, zero_after_a_width_digit_is_a_width_digit) {
+  for (const char *plain :
+       {"%50d|", "%050d|", "%0050d|", "%-050d|", "%500d|", "%05.3d|", "% 05d|"}) {
+    char c_text[600];
+    std::snprintf(c_text, sizeof c_text, plain, 42);
+    EXPECT_EQ(F(plain, 42).text, c_text) << plain;
+  }
+  ExpectRows({
+      {F("%5h0d|%5 0d|%5#0x", 42, 42, 42), "42| 42|0x2a"},
+      {F("%5h7d|%5h07d|%5-0d|", 42, 42, 42), "     42|     42|42|"},
+      {F("%5h05d|%05h0d|%5.3 0d", 42, 42, 42), "   42|42| 042"},
+      {F("%0*d|%*0d|%3 04d", 5, 42, 5, 42, 42), "00042|00042|  42"},
+  });
+}
+
 TEST(FormatIntegersAndText, percent_n_counts_dropped_bytes_too) {
   char buffer[4];
   int count = -1;

@@ -1,6 +1,7 @@
 // Damaged images: truncated blocks, lying counts, lengths, offsets and nested
-// sizes, and deep nesting must be refused with the operation's wrong-magic (or
-// failed-conversion) status, and never read outside the declared size. Every
+// sizes, also at the bottom of the deepest image, must be refused with the
+// operation's wrong-magic (or failed-conversion) status, and never read
+// outside the declared size. Every
 // image sits in a heap block of exactly its declared size, so the sanitizer
 // build turns any stray read into a failure.
 #include <gtest/gtest.h>
@@ -82,15 +83,13 @@ TEST(SdoDamaged, truncated_images_are_refused_by_every_reader) {
   ConfigPtr config(SMSDOConfigAlloc());
   for (size_t length = 1; length < image.size(); ++length) {
     SCOPED_TRACE("length " + std::to_string(length));
-    // An add reads only the size it is given: a value cut short of the header
-    // it claims is a failed conversion.
-    Bytes cut(image.begin(), image.begin() + static_cast<std::ptrdiff_t>(length));
-    EXPECT_EQ(sdotest::Add(config.get(), 1, cut, 0x0C),
-              length < 4 ? SM_STATUS_INVALID_PARAMETER : SM_STATUS_ERROR);
     if (length < 8) continue;
     // The block was cut and its size field says so: records that point past
-    // it must be refused.
+    // it must be refused. An add is bounded by the same header, whatever
+    // data size it is given.
+    Bytes cut(image.begin(), image.begin() + static_cast<std::ptrdiff_t>(length));
     sdotest::Put16(cut, 6, length);
+    EXPECT_EQ(SMSDOConfigAddData(config.get(), 1, 0x0C, cut.data(), 1, 0), SM_STATUS_ERROR);
     EXPECT_EQ(SMSDOBinaryToConfig(cut.data()), nullptr);
     EXPECT_EQ(Walk(cut, 0), SM_STATUS_INVALID_PARAMETER);
     uint32_t room = static_cast<uint32_t>(length);
@@ -142,48 +141,36 @@ TEST(SdoDamaged, nested_images_must_fit_in_their_value) {
   SDOConfig *handles[2] = {};
   EXPECT_EQ(SMSDOBinaryArrayToConfigArray(array.data(), handles, &(size = 2)),
             SM_STATUS_OS_FAILURE);
+  // An append steps over elements by their declared sizes without judging
+  // them, so it finds the end one byte past the array and asks for room.
   size = static_cast<uint32_t>(array.size());
-  EXPECT_EQ(SMSDOBinaryArrayAddData(array.data(), &size, buffer, 8), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMSDOBinaryArrayAddData(array.data(), &size, buffer, 8), SM_STATUS_BUFFER_TOO_SMALL);
+  EXPECT_EQ(size, 33u);
   EXPECT_EQ(Walk(array, 0), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(g_begins, 1u);  // the array began; its empty first element makes no call
 }
 
-// An image nested `levels` deep: each level is a header and one record
-// holding the next level, the innermost an empty image.
-Bytes DeepImage(int levels) {
-  Bytes image = {'B', 'O', 'D', 'S', 0, 0, 8, 0};
-  for (int i = 0; i < levels; ++i) {
-    Bytes outer = {'B', 'O', 'D', 'S', 1, 0, 0, 0, 1, 0, 0x0C, 0x04, 0, 0, 8, 0};
-    sdotest::Put16(outer, 12, image.size());
-    outer.insert(outer.end(), image.begin(), image.end());
-    sdotest::Put16(outer, 6, outer.size());
-    image = std::move(outer);
-  }
-  return image;
-}
-
-// Nesting is bounded at 256 levels below the top image (the format would
-// allow 4095), so a crafted image cannot run the recursion off the stack.
-TEST(SdoDamaged, nesting_up_to_the_bound_works_and_deeper_is_refused) {
-  constexpr uint32_t kBound = 256;
-  const Bytes deepest = DeepImage(kBound), tooDeep = DeepImage(kBound + 1);
-  ConfigPtr config(SMSDOBinaryToConfig(deepest.data()));
-  ASSERT_NE(config, nullptr);
-  EXPECT_EQ(sdotest::ToBinary(config.get()), deepest);
-  EXPECT_EQ(Walk(deepest, 1), 0u);
-  EXPECT_EQ(g_begins, kBound);  // the innermost image is empty
-  EXPECT_EQ(SMSDOBinaryToConfig(tooDeep.data()), nullptr);
-  EXPECT_EQ(Walk(tooDeep, 1), SM_STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(g_begins, 0u);  // refused before the first callback
-  EXPECT_EQ(Walk(tooDeep, 0), 0u);
-  // Added as a value, the image sits one level below its config.
-  config.reset(SMSDOConfigAlloc());
-  EXPECT_EQ(sdotest::Add(config.get(), 1, deepest, 0x0C), SM_STATUS_ERROR);
-  EXPECT_EQ(sdotest::Add(config.get(), 1, DeepImage(kBound - 1), 0x0C), SM_STATUS_SUCCESS);
-  // The largest image the format allows, nested to the full 4095 levels, is
-  // refused quickly and without a deep recursion.
-  const Bytes formatLimit = DeepImage((65535 - 8) / 16);
-  EXPECT_EQ(SMSDOBinaryToConfig(formatLimit.data()), nullptr);
-  EXPECT_EQ(Walk(formatLimit, 1), SM_STATUS_INVALID_PARAMETER);
+// Damage at the bottom of an image nested to the format's limit is found
+// when the readers reach it, without a deep recursion: the conversions fail,
+// and the walk has begun every image above it.
+TEST(SdoDamaged, damage_at_the_bottom_of_the_deepest_image_is_found_there) {
+  constexpr size_t kLevels = (65535 - 8) / 16;
+  Bytes image = sdotest::DeepImage(kLevels);
+  image[image.size() - 8] = 'X';  // the innermost image's magic
+  EXPECT_EQ(SMSDOBinaryToConfig(image.data()), nullptr);
+  ConfigPtr config(SMSDOConfigAlloc());
+  EXPECT_EQ(sdotest::Add(config.get(), 1, Bytes(image.begin() + 16, image.end()), 0x0C),
+            SM_STATUS_ERROR);
+  EXPECT_EQ(SMSDOConfigGetCount(config.get()), 0u);
+  EXPECT_EQ(Walk(image, 1), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(g_begins, kLevels);
+  EXPECT_EQ(Walk(image, 0), 0u);
+  EXPECT_EQ(g_begins, 1u);
+  // A nested size one byte past its value, at the bottom.
+  image = sdotest::DeepImage(kLevels);
+  sdotest::Put16(image, image.size() - 24 + 12, 9);  // the last record's value: 9 bytes, not 8
+  EXPECT_EQ(SMSDOBinaryToConfig(image.data()), nullptr);
+  EXPECT_EQ(Walk(image, 1), SM_STATUS_INVALID_PARAMETER);
 }
 
 // Every single-byte change of a nested image, at every position: whatever the

@@ -5,7 +5,9 @@
 // children, and the walk's edge cases.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
+#include <string>
 #include <tuple>
 #include <vector>
 
@@ -138,15 +140,17 @@ TEST(SdoQuirks, failed_adds_leave_the_config_as_it_was) {
   ConfigPtr config = SampleConfig();
   Bytes badObject = kSampleImage;
   badObject[18] = 0;
-  const Bytes array = SampleArray(false), cutObject(kSampleImage.begin(), kSampleImage.end() - 1);
+  // Images cut by one byte, their size fields telling the truth about it.
+  const Bytes array = SampleArray(false);
+  Bytes cutObject(kSampleImage.begin(), kSampleImage.end() - 1),
+      cutArray(array.begin(), array.end() - 1);
+  cutObject[6] = 29, cutArray[6] = 45;
   using Case = std::tuple<uint16_t, uint8_t, Bytes, uint32_t, uint32_t>;
   for (const auto &[id, type, data, replace, status] : std::vector<Case>{
            {0, 1, {1}, 0, SM_STATUS_INVALID_PARAMETER},
            {0xFFFE, 1, {1}, 0, SM_STATUS_INVALID_PARAMETER},
            {7, 0x1D, Bytes(12), 0, SM_STATUS_INVALID_PARAMETER},  // not a whole number of handles
-           {7, 0x0C, {'B', 'O', 'D'}, 0, SM_STATUS_INVALID_PARAMETER},  // too short to carry a
-                                                                        // magic
-           {7, 0x0C, Bytes(8, 'B'), 0, SM_STATUS_INVALID_PARAMETER},    // no SDO magic
+           {7, 0x0C, Bytes(8, 'B'), 0, SM_STATUS_INVALID_PARAMETER},  // no SDO magic
            {5, 1, {1}, 0, SM_STATUS_IN_USE},  // replacement only with flag 1
            {5, 1, {1}, 2, SM_STATUS_IN_USE},
            {3, 0x0C, kSampleImage, 0, SM_STATUS_IN_USE},  // converted, then refused: freed again
@@ -154,7 +158,7 @@ TEST(SdoQuirks, failed_adds_leave_the_config_as_it_was) {
            {7, 0x0C, SampleArray(true), 0, SM_STATUS_ERROR},  // an element does not convert
            {7, 0x0C, badObject, 0, SM_STATUS_ERROR},          // the image does not convert
            {7, 0x0C, cutObject, 0, SM_STATUS_ERROR},
-           {7, 0x0C, Bytes(array.begin(), array.end() - 1), 0, SM_STATUS_OS_FAILURE},
+           {7, 0x0C, cutArray, 0, SM_STATUS_OS_FAILURE},
        }) {
     EXPECT_EQ(Add(config.get(), id, data, type, replace), status) << id << " " << int(type);
     EXPECT_EQ(ToBinary(config.get()), kSampleImage);
@@ -270,6 +274,222 @@ TEST(SdoQuirks, walk_without_end_returns_the_after_entry_result) {
   SMSDOBinaryWalkAfterEntryFn afterFive = [](uint32_t, uint32_t) { return ++calls, 5u; };
   EXPECT_EQ(SMSDOBinaryWalk(&kSampleImage[0], 0, begin, entry, afterFive, nullptr, 0), 5u);
   EXPECT_EQ(calls, 5u);  // begin, then entry and after for both records
+}
+
+// Code 12 converts with the readers that take no length: the image's own
+// header bounds it, and the data size only has to be non-zero. Each image
+// sits in a block of exactly its total size, so reading by the size given
+// would show under the sanitizer.
+TEST(SdoQuirks, code_12_adds_are_bounded_by_the_image_header_not_the_size) {
+  const Bytes object = {'B', 'O', 'D', 'S', 1, 0, 16, 0, 1, 0, 1, 0x00, 7, 0, 0, 0};
+  const Bytes array = sdotest::EncodeArray({{}, {}});  // 24 bytes
+  Bytes damaged = object;
+  damaged[11] = 0x04;  // out of line, length 7 at offset 0: into its own record
+  for (const auto &[image, size, status, valueSize] :
+       std::vector<std::tuple<Bytes, uint32_t, uint32_t, uint32_t>>{
+           {object, 16, SM_STATUS_SUCCESS, 8},
+           {object, 8, SM_STATUS_SUCCESS, 8},
+           {object, 1, SM_STATUS_SUCCESS, 8},
+           {object, 0xFFFFFFFF, SM_STATUS_SUCCESS, 8},
+           {array, 24, SM_STATUS_SUCCESS, 16},  // two handles
+           {array, 8, SM_STATUS_SUCCESS, 16},
+           {array, 1, SM_STATUS_SUCCESS, 16},
+           {object, 0, SM_STATUS_INVALID_PARAMETER, 0},  // zero stays refused
+           {damaged, 16, SM_STATUS_ERROR, 0},
+       }) {
+    SCOPED_TRACE(::testing::Message() << image.size() << " bytes given as " << size);
+    ConfigPtr config(SMSDOConfigAlloc());
+    const Bytes block = image;  // exactly the image's total size
+    EXPECT_EQ(SMSDOConfigAddData(config.get(), 9, 0x2C, block.data(), size, 0), status);
+    uint8_t type = 0;
+    uint32_t got = 0;
+    if (status != 0) {
+      EXPECT_EQ(SMSDOConfigGetCount(config.get()), 0u);
+      continue;
+    }
+    EXPECT_EQ(SMSDOConfigGetDataByID(config.get(), 9, &type, nullptr, &got),
+              SM_STATUS_BUFFER_TOO_SMALL);
+    EXPECT_EQ(got, valueSize);
+    EXPECT_EQ(type, image == array ? 0x3D : 0x2D);
+    // The child converts back to the image it came from.
+    Bytes parent = ToBinary(config.get());
+    EXPECT_TRUE(std::equal(image.begin(), image.end(), parent.begin() + 16));
+  }
+}
+
+// The room is checked where the rules say (15 or less) and where the block
+// is rewritten; a change in place does not need more room than the image.
+TEST(SdoQuirks, set_data_needs_room_only_to_rewrite_the_block) {
+  struct Case {
+    const char *what;
+    uint16_t id;
+    uint8_t type;
+    Bytes value;
+    uint32_t room, status, sizeOut;
+    Bytes expected;  // the block after the call
+  };
+  Bytes inlineChanged = kSampleImage, outOfLineChanged = kSampleImage;
+  inlineChanged[20] = 0xBE, inlineChanged[21] = 0xEF;
+  std::copy_n(Bytes{1, 2, 3, 4, 5, 6}.begin(), 6, outOfLineChanged.begin() + 24);
+  const Bytes grown = [] {  // ID 5 rebuilt with a 6-byte value
+    sdotest::ModelObject model;
+    model.values[3] = {7, {0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5}, {}};
+    model.values[5] = {2, {9, 9, 9, 9, 9, 9}, {}};
+    return sdotest::EncodeObject(model);
+  }();
+  const Case cases[] = {
+      {"inline, room 16", 5, 2, {0xBE, 0xEF}, 16, SM_STATUS_SUCCESS, 30, inlineChanged},
+      {"out of line, same length, room 16",
+       3,
+       7,
+       {1, 2, 3, 4, 5, 6},
+       16,
+       SM_STATUS_SUCCESS,
+       30,
+       outOfLineChanged},
+      {"room 15 is refused first",
+       5,
+       2,
+       {0xBE, 0xEF},
+       15,
+       SM_STATUS_BUFFER_TOO_SMALL,
+       15,
+       kSampleImage},
+      {"rebuilt, room 16", 5, 2, Bytes(6, 9), 16, SM_STATUS_BUFFER_TOO_SMALL, 36, kSampleImage},
+      {"rebuilt, room 35", 5, 2, Bytes(6, 9), 35, SM_STATUS_BUFFER_TOO_SMALL, 36, kSampleImage},
+      {"rebuilt, room 36", 5, 2, Bytes(6, 9), 36, SM_STATUS_SUCCESS, 36, grown},
+  };
+  for (const Case &c : cases) {
+    Bytes block = kSampleImage;
+    block.resize(std::max<size_t>(36, block.size()));
+    uint32_t size = c.room;
+    EXPECT_EQ(SMSDOBinarySetData(block.data(), &size, c.id, c.type, c.value.data(),
+                                 static_cast<uint32_t>(c.value.size())),
+              c.status)
+        << c.what;
+    EXPECT_EQ(size, c.sizeOut) << c.what;
+    EXPECT_TRUE(std::equal(c.expected.begin(), c.expected.end(), block.begin())) << c.what;
+  }
+}
+
+// Appending steps over the elements by the sizes their headers declare,
+// without judging them (elements are copied as given); the array's header
+// bounds what is read and the room only what is written.
+TEST(SdoQuirks, appends_find_the_end_by_declared_sizes_and_report_the_need) {
+  const Bytes element = {'B', 'O', 'D', 'S', 0, 0, 8, 0};
+  // An array of `declared` bytes' worth of element, declared by its header;
+  // the element itself always has 8 bytes.
+  auto arrayWith = [](uint16_t declared) {
+    Bytes array = {'B', 'A', 'D', 'S', 1, 0, 16, 0, 'X', 'X', 'X', 'X', 0, 0, 0, 0};
+    sdotest::Put16(array, 14, declared);
+    return array;
+  };
+  struct Case {
+    const char *what;
+    Bytes array;
+    uint32_t room, status, sizeOut;
+    uint32_t total, count;  // the header after the call
+  } cases[] = {
+      {"a consistent array larger than the room", sdotest::EncodeArray({{}, {}}), 20,
+       SM_STATUS_BUFFER_TOO_SMALL, 32, 24, 2},
+      {"room enough", sdotest::EncodeArray({{}, {}}), 32, SM_STATUS_SUCCESS, 32, 32, 3},
+      {"a foreign element, its size right", arrayWith(8), 24, SM_STATUS_SUCCESS, 24, 24, 2},
+      {"an element declaring nothing", arrayWith(0), 16, SM_STATUS_SUCCESS, 16, 16, 2},
+      {"an element declaring 4", arrayWith(4), 20, SM_STATUS_SUCCESS, 20, 20, 2},
+      {"an element declaring more than the array", arrayWith(4000), 64, SM_STATUS_BUFFER_TOO_SMALL,
+       4016, 16, 1},
+      {"the end past 65535 with room too small", arrayWith(65535), 64, SM_STATUS_BUFFER_TOO_SMALL,
+       65551, 16, 1},
+      {"the end past 65535 with room enough", arrayWith(65535), 70000, SM_STATUS_BUFFER_TOO_SMALL,
+       70000, 16, 1},
+  };
+  for (Case &c : cases) {
+    Bytes block = c.array;
+    block.resize(std::max<size_t>(block.size(), 64));
+    uint32_t size = c.room;
+    EXPECT_EQ(SMSDOBinaryArrayAddData(block.data(), &size, element.data(), 8), c.status) << c.what;
+    EXPECT_EQ(size, c.sizeOut) << c.what;
+    EXPECT_EQ(sdotest::Get16(&block[6]), c.total) << c.what;
+    EXPECT_EQ(sdotest::Get16(&block[4]), c.count) << c.what;
+    if (c.status == SM_STATUS_SUCCESS) {
+      EXPECT_TRUE(std::equal(element.begin(), element.end(), block.begin() + c.total - 8))
+          << c.what;
+    }
+  }
+  // Stepping never reads outside the array's total: a second element that
+  // would start where the first one's declared size ends, past the total, is
+  // refused as a wrong magic is.
+  Bytes block = arrayWith(8);
+  block[4] = 2;
+  block.resize(64);
+  uint32_t size = 64;
+  EXPECT_EQ(SMSDOBinaryArrayAddData(block.data(), &size, element.data(), 8),
+            SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(size, 64u);
+}
+
+// A walk checks each image when its own visit starts: the callbacks of its
+// parents, and of the records before it, come first.
+TEST(SdoQuirks, walks_find_a_damaged_image_when_they_reach_it) {
+  static std::vector<std::string> events;
+  SMSDOBinaryWalkBeginFn begin = [](uint32_t, uint32_t, uint32_t isArray, uint32_t count,
+                                    int32_t index, const void *) {
+    events.push_back((isArray ? "array " : "begin ") + std::to_string(count) + " " +
+                     std::to_string(index));
+    return 0u;
+  };
+  SMSDOBinaryWalkEntryFn entry = [](uint32_t, uint32_t *, uint16_t id, uint32_t, uint32_t, uint32_t,
+                                    uint32_t, uint32_t, const void *) {
+    events.push_back("entry " + std::to_string(id));
+    return 0u;
+  };
+  SMSDOBinaryWalkAfterEntryFn after = [](uint32_t, uint32_t) {
+    events.push_back("after");
+    return 0u;
+  };
+  SMSDOBinaryWalkEndFn end = [](uint32_t, uint32_t, uint32_t) {
+    events.push_back("end");
+    return 0u;
+  };
+  sdotest::ModelObject leaf, top;
+  leaf.values[4] = {1, {1, 2, 3, 4, 5, 6, 7}, {}};
+  leaf.values[9] = {2, {9}, {}};
+  top.values[1] = {3, {0xAA, 0xBB}, {}};
+  top.values[2] = {0x0D, {}, {leaf}};
+  top.values[3] = {4, {1, 2, 3, 4, 5}, {}};
+  const Bytes image = sdotest::EncodeObject(top);
+  const size_t child = 16 + sdotest::Get16(&image[16 + 6]);  // record 1 holds the leaf
+  Bytes wrongMagic = image, strayValue = image, strayElement = sdotest::EncodeArray({leaf, leaf});
+  wrongMagic[child] = 'X';
+  strayValue[child + 16 + 3] = 0x04;  // the leaf's ID 9 goes out of line, 9 bytes at 0
+  strayValue[child + 16 + 4] = 9;
+  strayElement[8 + 31 + 6] = 32;  // the second leaf claims one byte past the array
+  const std::vector<std::string> upToTheLeaf = {"begin 3 -1", "entry 1", "after", "entry 2"};
+  std::vector<std::string> intoTheLeaf = upToTheLeaf;
+  intoTheLeaf.insert(intoTheLeaf.end(), {"begin 2 -1", "entry 4", "after"});
+  const std::vector<std::string> whole = {"begin 3 -1", "entry 1", "after", "entry 2",
+                                          "after",      "entry 3", "after", "end"};
+  struct Case {
+    const char *what;
+    const Bytes &image;
+    uint32_t recurse, status;
+    std::vector<std::string> events;
+  } cases[] = {
+      {"nested magic, recursing", wrongMagic, 1, SM_STATUS_INVALID_PARAMETER, upToTheLeaf},
+      {"nested magic, not recursing", wrongMagic, 0, 0, whole},
+      {"value in a nested image", strayValue, 1, SM_STATUS_INVALID_PARAMETER, intoTheLeaf},
+      {"element past the array",
+       strayElement,
+       0,
+       SM_STATUS_INVALID_PARAMETER,
+       {"array 2 -1", "begin 2 0", "end"}},
+  };
+  for (const Case &c : cases) {
+    events.clear();
+    EXPECT_EQ(SMSDOBinaryWalk(c.image.data(), 0, begin, entry, after, end, c.recurse), c.status)
+        << c.what;
+    EXPECT_EQ(events, c.events) << c.what;
+  }
 }
 
 }  // namespace

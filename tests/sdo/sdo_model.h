@@ -115,6 +115,47 @@ inline Bytes EncodeObject(const ModelObject &object) {
   return out;
 }
 
+// An object image nested `levels` deep, built front to back without
+// recursion: each level is a header and one record (ID 1, code 12, out of
+// line at offset 8) holding the next level, and the innermost image is empty.
+// 8 + 16 x levels bytes, so 4095 levels fill the format's 65535 bytes.
+inline Bytes DeepImage(size_t levels) {
+  Bytes out(8 + 16 * levels);
+  for (size_t level = 0; level <= levels; ++level) {
+    const size_t at = 16 * level, total = out.size() - at;
+    out[at] = 'B', out[at + 1] = 'O', out[at + 2] = 'D', out[at + 3] = 'S';
+    Put16(out, at + 4, level < levels ? 1 : 0);
+    Put16(out, at + 6, total);
+    if (level == levels) break;
+    Put16(out, at + 8, 1);
+    out[at + 10] = 0x0C, out[at + 11] = 0x04;
+    Put16(out, at + 12, total - 16);
+    Put16(out, at + 14, 8);
+  }
+  return out;
+}
+
+// As DeepImage, but each level's record (type 0x1C) holds a binary array of
+// one element, the next level: 24 bytes a level, 2730 levels at most.
+inline Bytes DeepArrayImage(size_t levels) {
+  Bytes out(8 + 24 * levels);
+  for (size_t level = 0; level <= levels; ++level) {
+    const size_t at = 24 * level, total = out.size() - at;
+    out[at] = 'B', out[at + 1] = 'O', out[at + 2] = 'D', out[at + 3] = 'S';
+    Put16(out, at + 4, level < levels ? 1 : 0);
+    Put16(out, at + 6, total);
+    if (level == levels) break;
+    Put16(out, at + 8, 1);
+    out[at + 10] = 0x1C, out[at + 11] = 0x04;
+    Put16(out, at + 12, total - 16);
+    Put16(out, at + 14, 8);
+    out[at + 16] = 'B', out[at + 17] = 'A', out[at + 18] = 'D', out[at + 19] = 'S';
+    Put16(out, at + 20, 1);
+    Put16(out, at + 22, total - 16);
+  }
+  return out;
+}
+
 // Random models, kept under a byte budget so the image stays within 65535.
 class ModelGenerator {
  public:
