@@ -1,8 +1,11 @@
 // Choosing the product registry file at attach time.
 #include "config/registry_file.h"
 
+#include <fcntl.h>
 #include <stdlib.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 namespace kx::config {
 
@@ -46,6 +49,24 @@ void RegistryDetach() {
 
 const std::string &RegistryFile() {
   return ChosenFile();
+}
+
+std::optional<std::string> ReadRegistryFile() {
+  if (ChosenFile().empty()) return std::nullopt;
+  int fd = open(ChosenFile().c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return std::nullopt;
+  std::string content;
+  char block[8192];
+  for (;;) {
+    ssize_t got = read(fd, block, sizeof block);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) {
+      close(fd);
+      if (got < 0) return std::nullopt;
+      return content;
+    }
+    content.append(block, static_cast<size_t>(got));
+  }
 }
 
 }  // namespace kx::config

@@ -20,4 +20,8 @@ void RegistryDetach();
 // The chosen registry file, or an empty string while none is chosen.
 const std::string &RegistryFile();
 
+// The whole content of the chosen registry file, read afresh; nothing while no
+// file is chosen or when it cannot be read.
+std::optional<std::string> ReadRegistryFile();
+
 }  // namespace kx::config

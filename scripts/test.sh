@@ -4,7 +4,8 @@
 # and API-reference checks; an install into a staging prefix with clients
 # built against it; Release builds of everything with GCC and with Clang and
 # the Debian packages; the CTest suite again in an AddressSanitizer +
-# UndefinedBehaviorSanitizer build; and a short smoke run of every fuzz target.
+# UndefinedBehaviorSanitizer build; the concurrency tests in a ThreadSanitizer
+# build; and a short smoke run of every fuzz target.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
@@ -39,6 +40,13 @@ cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKXSUPT_SANITIZE=ON 
 cmake --build build-asan -j"$jobs"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
   ctest --test-dir build-asan --output-on-failure -j"$jobs" --no-tests=error
+
+echo "== thread sanitizer build (concurrency tests)"
+cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKXSUPT_TSAN=ON \
+  -DKXSUPT_BENCH=OFF -DKXSUPT_TOOLS=OFF -DKXSUPT_WERROR=ON >/dev/null
+cmake --build build-tsan -j"$jobs" --target kxsupt_test_os_concurrency
+TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+  ctest --test-dir build-tsan --output-on-failure -j"$jobs" --no-tests=error -L concurrency
 
 if compgen -G "fuzz/*.cpp" >/dev/null; then
   echo "== fuzz smoke run"

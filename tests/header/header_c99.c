@@ -15,6 +15,14 @@ int main(void) {
   block = SMReAllocMem(block, 64);
   if (block == NULL) return 4;
   SMFreeGeneric(block);
+  {
+    uint64_t diff = 0;
+    uint16_t elapsed = 9, exceeded = 9;
+    uint32_t type = SMOSTypeGet();
+    if (type != 3 && type != 4) return 5;
+    if (SMRefTicksDiffCheckTimer(100, 350, 200, &diff, &elapsed, &exceeded) != 1) return 6;
+    if (diff != 250 || elapsed != 1 || exceeded != 1) return 7;
+  }
   puts("ok");
   return 0;
 }

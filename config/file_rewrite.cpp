@@ -1,0 +1,286 @@
+// Locks, roll-back, temporary names and the crash-safe rewrite of shared
+// configuration files. The rewrite never edits a file in place: a complete
+// copy is written beside it and swapped in by two renames through the backup
+// name, and every session first rolls back a swap that a dead writer left
+// between those renames, so the old content wins.
+#include "config/file_rewrite.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+#include <new>
+
+namespace kx::config {
+
+namespace {
+
+constexpr char kNameAlphabet[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+constexpr int kNameLength = 8;
+constexpr int kNameTries = 100;
+constexpr int kMaxLinkHops = 40;
+
+// The name generator: a per-process seed from the clock and the process id,
+// taken again whenever the process id changes (after a fork), and a shared
+// counter stepped through a mixing function, so that threads and processes
+// started together draw different names.
+std::atomic<pid_t> g_seed_pid{0};
+std::atomic<uint64_t> g_seed{0};
+std::atomic<uint64_t> g_draws{0};
+
+uint64_t Mix(uint64_t x) {
+  x += 0x9E3779B97F4A7C15ull;
+  x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9ull;
+  x = (x ^ (x >> 27)) * 0x94D049BB133111EBull;
+  return x ^ (x >> 31);
+}
+
+uint64_t NextRandom() {
+  const pid_t pid = getpid();
+  if (g_seed_pid.load(std::memory_order_acquire) != pid) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    uint64_t seed =
+        Mix(static_cast<uint64_t>(now.tv_sec) * 1000000000ull + static_cast<uint64_t>(now.tv_nsec));
+    g_seed.store(Mix(seed ^ (static_cast<uint64_t>(pid) << 32)), std::memory_order_relaxed);
+    g_seed_pid.store(pid, std::memory_order_release);
+  }
+  return Mix(g_seed.load(std::memory_order_relaxed) +
+             g_draws.fetch_add(1, std::memory_order_relaxed));
+}
+
+void DrawName(char name[kNameLength + 1]) {
+  for (int i = 0; i < kNameLength; ++i) name[i] = kNameAlphabet[NextRandom() % 62];
+  name[kNameLength] = '\0';
+}
+
+std::atomic<RewriteSeam> g_seam{nullptr};
+
+void Report(RewriteStep step, uint64_t detail = 0) {
+  if (RewriteSeam seam = g_seam.load(std::memory_order_acquire)) seam(step, detail);
+}
+
+// The directory part of a path: "." without a slash, "/" for a slash at the
+// front only.
+std::string DirectoryOf(const std::string &path) {
+  size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  if (slash == 0) return "/";
+  return path.substr(0, slash);
+}
+
+bool WriteAll(int fd, std::string_view content) {
+  // Small pieces while a test watches, so that it can stop the writer inside
+  // the copy; otherwise as few calls as the kernel allows.
+  const size_t piece = g_seam.load(std::memory_order_acquire) != nullptr ? 512 : content.size();
+  size_t written = 0;
+  while (written < content.size()) {
+    Report(RewriteStep::kTempWriting, written);
+    size_t want = std::min(piece, content.size() - written);
+    ssize_t done = write(fd, content.data() + written, want);
+    if (done < 0 && errno == EINTR) continue;
+    if (done <= 0) return false;
+    written += static_cast<size_t>(done);
+  }
+  return true;
+}
+
+}  // namespace
+
+Status GetTmpFile(const char *dir, char *name, uint32_t *size) {
+  if (dir == nullptr || name == nullptr || size == nullptr) return Status::kInvalidArgs;
+  if (*size <= kNameLength) {
+    *size = kNameLength + 1;
+    return Status::kBufferTooSmall;
+  }
+  try {
+    for (int attempt = 0; attempt < kNameTries; ++attempt) {
+      char candidate[kNameLength + 1];
+      DrawName(candidate);
+      std::string path = std::string(dir) + "/" + candidate;
+      if (access(path.c_str(), F_OK) != 0) {
+        std::memcpy(name, candidate, sizeof candidate);
+        *size = kNameLength + 1;
+        return Status::kSuccess;
+      }
+    }
+  } catch (const std::bad_alloc &) {
+    return Status::kNoMemory;
+  }
+  return Status::kError;
+}
+
+std::string BackupName(std::string_view path) {
+  const size_t slash = path.rfind('/');
+  const size_t final_start = slash == std::string_view::npos ? 0 : slash + 1;
+  std::string backup;
+  if (path.size() >= 251 && final_start <= 252) {
+    // Long paths keep their first 252 bytes (as a 256-byte copy with "bak"
+    // at 252 to 254 does), as long as the cut stays in the final component.
+    backup.assign(path.substr(0, 252));
+    backup.append("bak");
+  } else if (size_t dot = path.rfind('.'); dot != std::string_view::npos && dot >= final_start) {
+    backup.assign(path.substr(0, dot + 1));
+    backup.append("bak");
+  } else {
+    backup.assign(path);
+    backup.append(".bak");
+  }
+  // Never the file itself: renaming it "to its backup" would be a no-op and
+  // removing the backup would remove the file.
+  if (backup == path) backup.append(".bak");
+  return backup;
+}
+
+std::string CanonicalPath(const std::string &path) {
+  std::string current = path;
+  for (int hop = 0; hop < kMaxLinkHops; ++hop) {
+    const size_t slash = current.rfind('/');
+    const std::string base = slash == std::string::npos ? current : current.substr(slash + 1);
+    if (base.empty()) return current;
+    char *resolved = realpath(DirectoryOf(current).c_str(), nullptr);
+    if (resolved == nullptr) return current;
+    std::string directory = resolved;
+    free(resolved);
+    if (directory == "/") directory.clear();
+    std::string candidate = directory + "/" + base;
+    // Follow the file's own link text; a missing file (or one renamed away
+    // to its backup name by a writer at this moment) is its own spelling.
+    char link[PATH_MAX];
+    ssize_t length = readlink(candidate.c_str(), link, sizeof link);
+    if (length < 0 || static_cast<size_t>(length) >= sizeof link) return candidate;
+    std::string target(link, static_cast<size_t>(length));
+    current = target.front() == '/' ? target : directory + "/" + target;
+  }
+  return current;
+}
+
+Status MakeParentDirectory(const std::string &directory) {
+  if (mkdir(directory.c_str(), 0755) == 0) return Status::kSuccess;
+  struct stat info;
+  return stat(directory.c_str(), &info) == 0 ? Status::kSuccess : Status::kError;
+}
+
+ConfigFileSession::~ConfigFileSession() {
+  for (FileLockHandle *lock : {canonical_, given_}) {
+    if (lock == nullptr) continue;
+    (void)FileLockUnlock(lock);
+    FileLockClose(lock);
+  }
+}
+
+Status ConfigFileSession::Begin(const char *path, uint32_t mode, uint32_t flags) {
+  const uint32_t timeout = FileLockTimeoutForFlags(flags);
+  target_ = CanonicalPath(path);
+  given_ = FileLockOpen(path);
+  if (given_ == nullptr) return Status::kNoMemory;
+  if (Status status = FileLockLock(given_, mode, timeout); !Ok(status)) {
+    FileLockClose(given_);
+    given_ = nullptr;
+    return status;
+  }
+  if (target_ != path) {
+    canonical_ = FileLockOpen(target_.c_str());
+    if (canonical_ == nullptr) return Status::kNoMemory;
+    if (Status status = FileLockLock(canonical_, mode, timeout); !Ok(status)) {
+      FileLockClose(canonical_);
+      canonical_ = nullptr;
+      return status;
+    }
+  }
+  // A writer that died between its two renames left the old content under
+  // the backup name: it wins.
+  const std::string backup = BackupName(target_);
+  if (access(backup.c_str(), F_OK) == 0) rename(backup.c_str(), target_.c_str());
+  return Status::kSuccess;
+}
+
+Status ReadConfigFile(const std::string &path, std::string *content, bool *exists) {
+  content->clear();
+  int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    *exists = errno != ENOENT;
+    return *exists ? Status::kFileOpenFailed : Status::kSuccess;
+  }
+  *exists = true;
+  struct stat info;
+  if (fstat(fd, &info) == 0 && info.st_size > 0)
+    content->reserve(static_cast<size_t>(info.st_size));
+  char block[65536];
+  for (;;) {
+    ssize_t got = read(fd, block, sizeof block);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) {
+      close(fd);
+      return Status::kReadFailed;
+    }
+    if (got == 0) break;
+    content->append(block, static_cast<size_t>(got));
+  }
+  close(fd);
+  return Status::kSuccess;
+}
+
+Status LoadConfigFile(const char *path, uint32_t flags, std::string *bytes) {
+  ConfigFileSession session;
+  if (Status status = session.Begin(path, kFileLockRead, flags); !Ok(status)) return status;
+  bool exists = false;
+  if (Status status = ReadConfigFile(session.target(), bytes, &exists); !Ok(status)) return status;
+  return exists ? Status::kSuccess : Status::kFileOpenFailed;
+}
+
+Status ReplaceConfigFile(const std::string &path, std::string_view content, bool existed) {
+  const std::string directory = DirectoryOf(path);
+  mode_t mode = 0644;
+  if (struct stat info; existed && stat(path.c_str(), &info) == 0) mode = info.st_mode & 07777;
+
+  std::string temp;
+  int fd = -1;
+  for (int attempt = 0; attempt < kNameTries && fd < 0; ++attempt) {
+    char name[kNameLength + 1];
+    DrawName(name);
+    temp = directory + "/" + name;
+    // A new file gets the creation mode a plain open would give it.
+    fd = open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, existed ? 0600 : 0666);
+    if (fd < 0 && errno != EEXIST) return Status::kNotFound;
+  }
+  if (fd < 0) return Status::kError;
+  if (existed) fchmod(fd, mode);
+  Report(RewriteStep::kTempCreated);
+  const bool written = WriteAll(fd, content);
+  if (close(fd) != 0 || !written) {
+    unlink(temp.c_str());
+    return Status::kWriteFailed;
+  }
+  Report(RewriteStep::kTempWritten);
+
+  const std::string backup = BackupName(path);
+  if (existed) {
+    if (rename(path.c_str(), backup.c_str()) != 0) {
+      unlink(temp.c_str());
+      return Status::kError;
+    }
+    Report(RewriteStep::kFileMovedToBackup);
+  }
+  if (rename(temp.c_str(), path.c_str()) != 0) {
+    if (existed) rename(backup.c_str(), path.c_str());
+    unlink(temp.c_str());
+    return Status::kInUse;
+  }
+  Report(RewriteStep::kTempMovedToFile);
+  if (existed && unlink(backup.c_str()) != 0) return Status::kAccessDenied;
+  Report(RewriteStep::kBackupRemoved);
+  return Status::kSuccess;
+}
+
+void SetRewriteSeam(RewriteSeam seam) {
+  g_seam.store(seam, std::memory_order_release);
+}
+
+}  // namespace kx::config

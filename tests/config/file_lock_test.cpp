@@ -1,0 +1,204 @@
+// The library's file lock with real processes: exclusion and sharing between
+// processes, exclusion between handles of one process, a racy counter kept
+// exact, the polling time-out, the lock file's name and the statuses.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <string>
+
+#include "config/file_lock.h"
+#include "config/ipc_paths.h"
+#include "sandbox.h"
+
+namespace {
+
+using kx::Status;
+using kxtest::Sandbox;
+namespace config = kx::config;
+
+// Runs `body` in a child process and returns its exit status (255 when it
+// did not exit normally).
+pid_t Spawn(const std::function<int()> &body) {
+  pid_t pid = fork();
+  if (pid == 0) _exit(body());
+  return pid;
+}
+int Reap(pid_t pid) {
+  int status = 0;
+  if (waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) return 255;
+  return WEXITSTATUS(status);
+}
+
+// A child that takes the lock in `mode`, reports on `ready` and holds the lock
+// until `release` has a byte.
+struct Holder {
+  int ready[2], release[2];
+  pid_t pid = -1;
+  Holder(const char *name, uint32_t mode) {
+    EXPECT_EQ(pipe(ready), 0);
+    EXPECT_EQ(pipe(release), 0);
+    pid = Spawn([&] {
+      config::FileLockHandle *lock = config::FileLockOpen(name);
+      if (lock == nullptr || config::FileLockLock(lock, mode, os_forever()) != Status::kSuccess) {
+        return 1;
+      }
+      char byte = 'l';
+      if (write(ready[1], &byte, 1) != 1 || read(release[0], &byte, 1) != 1) return 2;
+      (void)config::FileLockUnlock(lock);
+      config::FileLockClose(lock);
+      return 0;
+    });
+    char byte;
+    EXPECT_EQ(read(ready[0], &byte, 1), 1);
+  }
+  static uint32_t os_forever() { return kx::os::kWaitForever; }
+  int Release() {
+    char byte = 'r';
+    EXPECT_EQ(write(release[1], &byte, 1), 1);
+    for (int fd : {ready[0], ready[1], release[0], release[1]}) close(fd);
+    return Reap(pid);
+  }
+};
+
+Status TryLock(const char *name, uint32_t mode, uint32_t timeout = 0) {
+  config::FileLockHandle *lock = config::FileLockOpen(name);
+  if (lock == nullptr) return Status::kNoMemory;
+  Status status = config::FileLockLock(lock, mode, timeout);
+  if (Ok(status)) (void)config::FileLockUnlock(lock);
+  config::FileLockClose(lock);
+  return status;
+}
+
+TEST(FileLock, writer_excludes_everyone_readers_share) {
+  Sandbox sandbox;
+  {
+    Holder writer("/x/a.ini", config::kFileLockWrite);
+    EXPECT_EQ(TryLock("/x/a.ini", config::kFileLockRead), Status::kTimeout);
+    EXPECT_EQ(TryLock("/x/a.ini", config::kFileLockWrite), Status::kTimeout);
+    EXPECT_EQ(TryLock("/x/b.ini", config::kFileLockWrite), Status::kSuccess);
+    EXPECT_EQ(writer.Release(), 0);
+  }
+  EXPECT_EQ(TryLock("/x/a.ini", config::kFileLockWrite), Status::kSuccess);
+  {
+    Holder reader("/x/a.ini", config::kFileLockRead);
+    EXPECT_EQ(TryLock("/x/a.ini", config::kFileLockRead), Status::kSuccess);
+    EXPECT_EQ(TryLock("/x/a.ini", config::kFileLockWrite), Status::kTimeout);
+    EXPECT_EQ(reader.Release(), 0);
+  }
+}
+
+TEST(FileLock, handles_of_one_process_exclude_each_other) {
+  Sandbox sandbox;
+  config::FileLockHandle *first = config::FileLockOpen("shared");
+  ASSERT_NE(first, nullptr);
+  ASSERT_EQ(config::FileLockLock(first, config::kFileLockWrite, 0), Status::kSuccess);
+  EXPECT_EQ(TryLock("shared", config::kFileLockRead), Status::kTimeout);
+  // Closing another handle on the same lock file keeps the first one's lock.
+  config::FileLockHandle *second = config::FileLockOpen("shared");
+  EXPECT_EQ(config::FileLockLock(second, config::kFileLockRead, 0), Status::kTimeout);
+  config::FileLockClose(second);
+  pid_t child = Spawn([] { return TryLock("shared", config::kFileLockRead) == Status::kTimeout; });
+  EXPECT_EQ(Reap(child), 1);
+  EXPECT_EQ(config::FileLockUnlock(first), Status::kSuccess);
+  EXPECT_EQ(config::FileLockUnlock(first), Status::kInvalidParameter);
+  EXPECT_EQ(TryLock("shared", config::kFileLockWrite), Status::kSuccess);
+  config::FileLockClose(first);
+}
+
+TEST(FileLock, racy_counter_stays_exact_across_processes) {
+  Sandbox sandbox;
+  const std::string counter = sandbox.Path("counter");
+  kxtest::WriteFile(counter, "0");
+  constexpr int kProcesses = 6, kRounds = 300;
+  pid_t children[kProcesses];
+  for (pid_t &child : children) {
+    child = Spawn([&] {
+      config::FileLockHandle *lock = config::FileLockOpen(counter.c_str());
+      for (int round = 0; round < kRounds; ++round) {
+        // Alternate waiting and polled acquisition.
+        uint32_t timeout = round % 2 ? kx::os::kWaitForever : 100000;
+        if (config::FileLockLock(lock, config::kFileLockWrite, timeout) != Status::kSuccess) {
+          return 1;
+        }
+        long value = std::stol(kxtest::ReadFile(counter));
+        kxtest::WriteFile(counter, std::to_string(value + 1));
+        (void)config::FileLockUnlock(lock);
+      }
+      config::FileLockClose(lock);
+      return 0;
+    });
+  }
+  for (pid_t child : children) EXPECT_EQ(Reap(child), 0);
+  EXPECT_EQ(std::stol(kxtest::ReadFile(counter)), kProcesses * kRounds);
+}
+
+TEST(FileLock, bounded_wait_polls_at_four_units_per_millisecond) {
+  Sandbox sandbox;
+  Holder writer("held", config::kFileLockWrite);
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(TryLock("held", config::kFileLockWrite, 40), Status::kTimeout);
+  auto elapsed = std::chrono::steady_clock::now() - start;
+  // Ten sleeps of one millisecond; the upper bound only guards against a wait
+  // that ignores the time-out.
+  EXPECT_GE(elapsed, std::chrono::milliseconds(10));
+  EXPECT_LT(elapsed, std::chrono::seconds(5));
+  EXPECT_EQ(writer.Release(), 0);
+}
+
+TEST(FileLock, lock_file_name_mode_and_statuses) {
+  Sandbox sandbox;
+  char digest[33];
+  uint32_t size = sizeof digest;
+  ASSERT_EQ(config::NameDigest("/x/a.ini", digest, &size), Status::kSuccess);
+  const std::string file = sandbox.IpcDir() + "/.kxsupflk" + digest;
+  config::FileLockHandle *lock = config::FileLockOpen("/x/a.ini");
+  ASSERT_NE(lock, nullptr);
+  EXPECT_EQ(std::string(lock->name), file);
+  EXPECT_FALSE(kxtest::FileExists(sandbox.IpcDir()));  // nothing until the first lock
+  EXPECT_EQ(config::FileLockLock(lock, 3, 0), Status::kInvalidParameter);
+  EXPECT_EQ(config::FileLockLock(lock, 0, 0), Status::kInvalidParameter);
+  ASSERT_EQ(config::FileLockLock(lock, config::kFileLockRead, 0), Status::kSuccess);
+  struct stat info;
+  ASSERT_EQ(stat(file.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0600u);
+  EXPECT_EQ(config::FileLockUnlock(lock), Status::kSuccess);
+  config::FileLockClose(lock);
+  EXPECT_TRUE(kxtest::FileExists(file));  // lock files stay
+
+  EXPECT_EQ(config::FileLockLock(nullptr, 1, 0), Status::kInvalidParameter);
+  EXPECT_EQ(config::FileLockUnlock(nullptr), Status::kInvalidParameter);
+  config::FileLockHandle wrong{};
+  wrong.kind = config::kIpcMutex;
+  EXPECT_EQ(config::FileLockLock(&wrong, 1, 0), Status::kInvalidParameter);
+  config::FileLockClose(nullptr);
+  EXPECT_EQ(config::FileLockOpen(nullptr), nullptr);
+  EXPECT_EQ(config::FileLockOpen(""), nullptr);
+  EXPECT_EQ(config::FileLockTimeoutForFlags(1), kx::os::kWaitForever);
+  EXPECT_EQ(config::FileLockTimeoutForFlags(2), 0u);
+}
+
+TEST(FileLock, denied_lock_file_is_access_denied) {
+  Sandbox sandbox;
+  config::FileLockHandle *lock = config::FileLockOpen("x");
+  ASSERT_NE(lock, nullptr);
+  const std::string file = lock->name;
+  config::FileLockClose(lock);
+  ASSERT_EQ(TryLock("x", config::kFileLockWrite), Status::kSuccess);
+  ASSERT_EQ(chmod(file.c_str(), 0), 0);
+  pid_t child = Spawn([] {
+    // The superuser ignores file modes: become a user who cannot reach the
+    // sandbox's (0700) directory either.
+    if (getuid() == 0 && setresuid(65534, 65534, 65534) != 0) return 100;
+    return TryLock("x", config::kFileLockWrite) == Status::kAccessDenied ? 0 : 101;
+  });
+  int result = Reap(child);
+  if (result == 100) GTEST_SKIP() << "cannot change user";
+  EXPECT_EQ(result, 0);
+}
+
+}  // namespace
