@@ -2,13 +2,14 @@
 // destructor that hook the process-wide chain to the shared object's loading.
 #include "frame/lifecycle.h"
 
+#include "base/unloading.h"
 #include "frame/modules.h"
 
 namespace kx::frame {
 
 int Lifecycle::Load() {
   if (load_count_ < 1) {
-    unloading_.store(0, std::memory_order_release);
+    unloading_->store(0, std::memory_order_release);
     if (!Attach()) return 0;
     load_count_ += 1;
     return 1;
@@ -20,7 +21,7 @@ int Lifecycle::Load() {
 int Lifecycle::Unload() {
   if (load_count_ <= 0) return 0;
   if (load_count_ == 1) {
-    unloading_.store(1, std::memory_order_release);
+    unloading_->store(1, std::memory_order_release);
     load_count_ -= 1;
     Detach();
     return 1;
@@ -51,7 +52,7 @@ void Lifecycle::Detach() {
 
 Lifecycle &Library() {
   // Trivially destructible, so it outlives every destructor that unloads.
-  static Lifecycle library{ModuleChain()};
+  static Lifecycle library{ModuleChain(), &base::UnloadingFlag()};
   return library;
 }
 

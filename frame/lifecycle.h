@@ -1,7 +1,9 @@
 // The library's lifecycle: the load count and unloading flag in front of the
 // module attach chain. The process-wide instance is driven by the shared
-// object's constructor and destructor; tests build their own instances over
-// fake module steps to exercise the counting and rollback rules.
+// object's constructor and destructor and keeps its unloading flag in
+// base/unloading.h, where lower layers read it; tests build their own
+// instances (each with a flag of its own) over fake module steps to exercise
+// the counting and rollback rules.
 #pragma once
 
 #include <atomic>
@@ -20,6 +22,9 @@ struct ModuleStep {
 class Lifecycle {
  public:
   constexpr explicit Lifecycle(std::span<const ModuleStep> steps) : steps_(steps) {}
+  // An instance whose unloading flag is `unloading` (the process-wide one).
+  constexpr Lifecycle(std::span<const ModuleStep> steps, std::atomic<uint16_t> *unloading)
+      : steps_(steps), unloading_(unloading) {}
 
   // Load entry: attaches on the first load; returns 1 on success, 0 when the
   // attach failed (the load count is then left unchanged).
@@ -37,23 +42,17 @@ class Lifecycle {
 
   int32_t load_count() const { return load_count_; }
   int32_t attach_count() const { return attach_count_; }
-  uint16_t unloading() const { return unloading_.load(std::memory_order_acquire); }
+  uint16_t unloading() const { return unloading_->load(std::memory_order_acquire); }
 
  private:
   std::span<const ModuleStep> steps_;
   int32_t load_count_ = 0;
   int32_t attach_count_ = 0;
-  std::atomic<uint16_t> unloading_{0};
+  std::atomic<uint16_t> own_unloading_{0};
+  std::atomic<uint16_t> *unloading_ = &own_unloading_;
 };
 
 // The process-wide lifecycle over the library's real module chain.
 Lifecycle &Library();
-
-// The library-wide unloading flag, read without a lock by threads that wait:
-// the reader-writer locks of the named IPC objects check it after every
-// wake-up, so that a wait ends while the library unloads.
-inline bool Unloading() {
-  return Library().unloading() != 0;
-}
 
 }  // namespace kx::frame

@@ -5,6 +5,7 @@
 #include "codec/crc32.h"
 #include "config/registry.h"
 #include "format/format.h"
+#include "ipc/key_registry.h"
 #include "log/max_size.h"
 #include "net/module.h"
 #include "os/critical_section.h"
@@ -21,7 +22,8 @@ constexpr ModuleStep kSteps[] = {
     {"install paths", &config::InstallPathsAttach, &config::InstallPathsDetach},
     // 3. Network addresses: the network functions answer only while it is up.
     {"network addresses", &net::NetworkAttach, &net::NetworkDetach},
-    // 4. IPC layer.
+    // 4. IPC layer: the IPC paths; removes the unnamed semaphore sets of dead processes.
+    {"IPC layer", &ipc::IpcAttach, &ipc::IpcDetach},
     // 5. Critical sections: the table behind SMCriticalSectionExecute.
     {"critical sections", &os::CriticalSectionAttach, &os::CriticalSectionDetach},
     // 6. Event log: the maximum-size table's mutex.

@@ -20,6 +20,7 @@
 #include "kxsupt/sdo.h"
 #include "kxsupt/config.h"
 #include "kxsupt/log.h"
+#include "kxsupt/ipc.h"
 #include "kxsupt/net.h"
 
 #endif /* KXSUPT_H */

@@ -9,7 +9,7 @@ set -euo pipefail
 
 packages=(cmake ninja-build g++ clang libclang-rt-14-dev libgtest-dev libbenchmark-dev
           zlib1g-dev libssl-dev libxml2-dev libcli11-dev nlohmann-json3-dev libisal-dev
-          iproute2 libinih-dev libglib2.0-dev pkg-config libspdlog-dev
+          iproute2 libinih-dev libglib2.0-dev pkg-config libspdlog-dev libboost-dev
           doxygen abigail-tools gcovr dpkg-dev groff-base)
 missing=()
 for p in "${packages[@]}"; do

@@ -44,7 +44,8 @@ ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
 echo "== thread sanitizer build (concurrency tests)"
 cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKXSUPT_TSAN=ON \
   -DKXSUPT_BENCH=OFF -DKXSUPT_TOOLS=OFF -DKXSUPT_WERROR=ON >/dev/null
-cmake --build build-tsan -j"$jobs" --target kxsupt_test_os_concurrency
+cmake --build build-tsan -j"$jobs" --target kxsupt_test_os_concurrency \
+  kxsupt_test_ipc_concurrency
 TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
   ctest --test-dir build-tsan --output-on-failure -j"$jobs" --no-tests=error -L concurrency
 

@@ -39,13 +39,20 @@ std::string VersionText() {
 // that exist, before the command line is parsed: nothing after it (a
 // "--help" included) may make the line look valid. False when one was named.
 bool CommandsExist(const CLI::App &app, int argc, char **argv) {
-  const std::function<bool(const CLI::App *)> all;
+  // Option groups are nameless subcommands to the parser: they are not commands.
+  const auto named_commands = [](const CLI::App *at) {
+    std::vector<const CLI::App *> commands;
+    for (const CLI::App *sub : at->get_subcommands({})) {
+      if (!sub->get_name().empty()) commands.push_back(sub);
+    }
+    return commands;
+  };
   const CLI::App *level = &app;
   std::string path = "kxsupt";
-  for (int i = 1; i < argc && !level->get_subcommands(all).empty(); ++i) {
+  for (int i = 1; i < argc && !named_commands(level).empty(); ++i) {
     const std::string word = argv[i];
     if (word.size() > 1 && word[0] == '-') continue;  // an option of this level
-    std::vector<const CLI::App *> commands = level->get_subcommands(all);
+    std::vector<const CLI::App *> commands = named_commands(level);
     const auto named = std::find_if(commands.begin(), commands.end(), [&word](const CLI::App *sub) {
       return sub->get_name() == word;
     });

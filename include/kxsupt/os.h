@@ -1,16 +1,13 @@
 /*
- * Operating-system services: mutexes and semaphores, threads and critical
- * sections, shared libraries, the environment, files and directories, the
- * reference clock and facts about the host.
+ * Operating-system services: threads and critical sections, shared
+ * libraries, the environment, files and directories, the reference clock and
+ * facts about the host. The mutexes and semaphores, unnamed and named, are
+ * declared with the other inter-process objects in kxsupt/ipc.h.
  *
- * Handles. SMMutexCreate, SMSemaphoreCreate, SMThreadStart and SMLibLoad
- * return opaque handles that the caller owns until it passes them to the
- * family's release call (SMMutexDestroy, SMSemaphoreDestroy, SMThreadStop or
+ * Handles. SMThreadStart and SMLibLoad return opaque handles that the caller
+ * owns until it passes them to the family's release call (SMThreadStop or
  * SMThreadKill, SMLibUnLoad); null means the object could not be made, and no
- * status is given. Every handle of the library's inter-process objects begins
- * with a kind word (1 mutex, 2 semaphore), so an operation refuses another
- * family's handle with 257 (SM_STATUS_OS_FAILURE); a null handle gives 271
- * (SM_STATUS_INVALID_PARAMETER).
+ * status is given. A null handle gives 271 (SM_STATUS_INVALID_PARAMETER).
  *
  * Time-outs are unsigned milliseconds: 0xFFFFFFFF (SM_WAIT_FOREVER) waits for
  * ever, 0 tries once. A timed-out wait gives 3 (SM_STATUS_TIMEOUT); a failure
@@ -27,40 +24,6 @@ KXSUPT_BEGIN_DECLS
 
 /* Time-out value that waits for ever. */
 #define SM_WAIT_FOREVER 0xFFFFFFFFu
-
-/*
- * Mutexes. A null name makes an unnamed mutex, private to the process, which
- * any of its threads may lock; named mutexes (shared between processes) are
- * not available in this release and give null. A bounded wait polls the lock
- * about once per 4 ms of its time-out.
- */
-
-/* Create a mutex; pName null for an unnamed one. Null on failure. */
-KXSUPT_API void *SMMutexCreate(const char *pName);
-/* Lock within timeoutMs (SM_WAIT_FOREVER, 0 = one try); status 0, 3, 271, 257. */
-KXSUPT_API SMStatus SMMutexLock(void *pMutex, uint32_t timeoutMs);
-/* Unlock a mutex held by the calling thread; status 0, 271, 257. */
-KXSUPT_API SMStatus SMMutexUnLock(void *pMutex);
-/* Destroy a mutex and free its handle; null and other kinds are ignored. */
-KXSUPT_API void SMMutexDestroy(void *pMutex);
-
-/*
- * Semaphores: counting semaphores whose count stays below 32768. A null name
- * makes an unnamed semaphore, private to the process; named semaphores are
- * not available in this release and give null.
- */
-
-/* Create a semaphore holding initialCount (at most 32767); null on failure. */
-KXSUPT_API void *SMSemaphoreCreate(const char *pName, uint32_t initialCount);
-/* Take one count within timeoutMs; status 0, 3, 271, 257, 0xFFFFFFFF. */
-KXSUPT_API SMStatus SMSemaphoreAcquireWait(void *pSemaphore, uint32_t timeoutMs);
-/* Add count (1 to 32767); pPreviousCount, when not null, first receives the
- * count before the release. Status 0; 271 for a count out of range or a null
- * handle; 257 another kind; 0xFFFFFFFF when the count cannot grow. */
-KXSUPT_API SMStatus SMSemaphoreRelease(void *pSemaphore, int32_t count, int32_t *pPreviousCount);
-/* Destroy a semaphore this handle created and free the handle; null and other
- * kinds are ignored. */
-KXSUPT_API void SMSemaphoreDestroy(void *pSemaphore);
 
 /*
  * Threads. SMThreadStart runs pFunction(pArg) on a new joinable thread with a

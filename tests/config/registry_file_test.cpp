@@ -31,7 +31,11 @@ class SandboxRegistry {
     unsetenv("KXSUPT_REGISTRY_FILE");
     fs::remove_all(dir_);
   }
-  void Create() { std::ofstream(file_) << "tesk.installpath=/opt/tesk\n"; }
+  // A registry that attaches: the IPC layer needs a data directory.
+  void Create() {
+    std::ofstream(file_) << "tesk.installpath=/opt/tesk\nmernex.vardatapath=" << dir_.string()
+                         << "\n";
+  }
   const fs::path &file() const { return file_; }
 
  private:

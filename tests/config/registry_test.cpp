@@ -99,11 +99,17 @@ std::string PathOf(int32_t product, uint32_t type, SMStatus *status) {
   return path;
 }
 
+// The data-directory line that attach step 4 (the IPC layer) needs.
+std::string DataLine(const Sandbox &sandbox) {
+  return "mernex.vardatapath=" + sandbox.DataDir() + "\n";
+}
+
 TEST(RegistryCache, types_default_to_the_install_path_and_must_exist) {
   Sandbox sandbox;
   const std::string install = sandbox.Path("w"), logs = sandbox.Path("w/log");
   fs::create_directories(logs);
-  sandbox.WriteRegistry("Wexbridge.installpath=" + install + "/\nWexbridge.logpath=" + logs +
+  sandbox.WriteRegistry(DataLine(sandbox) + "Wexbridge.installpath=" + install +
+                        "/\nWexbridge.logpath=" + logs +
                         "\nvaxo.installpath=" + sandbox.Path("missing") + "\n");
   ASSERT_TRUE(sandbox.Reload());
   SMStatus status;
@@ -132,14 +138,15 @@ TEST(RegistryCache, a_miss_reloads_but_cached_paths_stay) {
   const std::string a = sandbox.Path("a"), b = sandbox.Path("b");
   fs::create_directories(a);
   fs::create_directories(b);
-  sandbox.WriteRegistry("vaxo.installpath=" + a + "\n");
+  sandbox.WriteRegistry(DataLine(sandbox) + "vaxo.installpath=" + a + "\n");
   ASSERT_TRUE(sandbox.Reload());
   SMStatus status;
   EXPECT_EQ(PathOf(33, 2, &status), a);
   EXPECT_EQ(PathOf(34, 2, &status), "");
   EXPECT_EQ(status, 256u);
   // The edit shows for the missing component, which reloads everything...
-  sandbox.WriteRegistry("vaxo.installpath=" + b + "\nKorvane.installpath=" + b + "\n");
+  sandbox.WriteRegistry(DataLine(sandbox) + "vaxo.installpath=" + b + "\nKorvane.installpath=" + b +
+                        "\n");
   EXPECT_EQ(PathOf(33, 2, &status), a);
   EXPECT_EQ(PathOf(34, 2, &status), b);
   // ... and that reload refreshed the others too.
@@ -151,7 +158,7 @@ TEST(RegistryCache, environment_overrides_the_install_path) {
   const std::string reg = sandbox.Path("reg"), lower = sandbox.Path("lower"),
                     upper = sandbox.Path("upper");
   for (const std::string &dir : {reg, lower, upper}) fs::create_directories(dir);
-  sandbox.WriteRegistry("Korvane.installpath=" + reg + "\n");
+  sandbox.WriteRegistry(DataLine(sandbox) + "Korvane.installpath=" + reg + "\n");
   SMStatus status;
   struct Case {
     const char *lower_value;
@@ -186,7 +193,7 @@ TEST(RegistryExpand, token_in_any_case_becomes_the_product_minus_one_path) {
   Sandbox sandbox;
   const std::string root = sandbox.Path("root");
   fs::create_directories(root + "/core");
-  sandbox.WriteRegistry("Korvane.installpath=" + root + "/core\n");
+  sandbox.WriteRegistry(DataLine(sandbox) + "Korvane.installpath=" + root + "/core\n");
   ASSERT_TRUE(sandbox.Reload());
   char buffer[512];
   uint32_t size = sizeof buffer;
@@ -237,7 +244,7 @@ TEST(RegistryPathNames, directory_subdirectory_and_file) {
   Sandbox sandbox;
   const std::string ini = sandbox.Path("ini");
   fs::create_directories(ini);
-  sandbox.WriteRegistry("vaxo.installpath=" + ini + "\n");
+  sandbox.WriteRegistry(DataLine(sandbox) + "vaxo.installpath=" + ini + "\n");
   ASSERT_TRUE(sandbox.Reload());
   struct Case {
     const char *subdir;

@@ -116,8 +116,9 @@ TEST_F(Probe, without_a_product_registry_every_network_function_answers_17) {
 
 TEST_F(Probe, with_a_product_registry_the_network_functions_work) {
   const std::string registry = dir_ + "/vqreg.cfg";
+  // The IPC layer (step 4, after the network's) needs a data directory.
   std::ofstream(registry) << "Wexbridge.installpath=" << dir_ << "\nWexbridge.logpath=" << dir_
-                          << "\n";
+                          << "\nmernex.vardatapath=" << dir_ << "\n";
   const auto lines = RunProbe(registry, dir_);
   for (const auto &[name, fields] : lines) EXPECT_NE(fields.front(), "17") << name;
   utsname names;

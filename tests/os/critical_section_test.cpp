@@ -80,7 +80,9 @@ TEST(CriticalSection, table_and_library_list_follow_the_attach_chain) {
   while (library.attach_count() > 0) library.Detach();
   kx_test::TempDir dir;
   ASSERT_TRUE(dir.ok());
-  kx_test::WriteBytes(dir / "vqreg.cfg", "tesk.installpath=/opt/tesk\n");
+  // The IPC layer (step 4) needs a data directory.
+  kx_test::WriteBytes(dir / "vqreg.cfg",
+                      "tesk.installpath=/opt/tesk\nmernex.vardatapath=" + dir.path() + "\n");
   setenv("KXSUPT_REGISTRY_FILE", (dir / "vqreg.cfg").c_str(), 1);
 
   ASSERT_EQ(library.Load(), 1);

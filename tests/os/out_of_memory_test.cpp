@@ -9,6 +9,7 @@
 #include <string>
 
 #include "base/memory.h"
+#include "kxsupt/ipc.h"
 #include "kxsupt/os.h"
 #include "os/critical_section.h"
 #include "os/library.h"

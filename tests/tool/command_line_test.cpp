@@ -25,7 +25,7 @@ TEST(ToolCommandLine, help_lists_every_command_and_each_command_has_its_own) {
   EXPECT_EQ(result.exit_status, 0);
   EXPECT_NE(result.out.find("Usage:"), std::string::npos);
   EXPECT_TRUE(result.err.empty());
-  for (std::string command : {"sdo", "crc32", "md5", "base64", "printf", "net"}) {
+  for (std::string command : {"sdo", "crc32", "md5", "base64", "printf", "net", "ipc"}) {
     EXPECT_NE(result.out.find("  " + command + " "), std::string::npos) << command;
     auto own = RunTool({command, "--help"});
     EXPECT_EQ(own.exit_status, 0) << command;

@@ -35,7 +35,9 @@ class NetCommands : public ::testing::Test {
  protected:
   void SetUp() override {
     if (const char *previous = std::getenv("KXSUPT_REGISTRY_FILE")) previous_ = previous;
-    UseRegistry(dir_.Write("vqreg.cfg", "Wexbridge.installpath=" + dir_.path() + "\n"));
+    // The IPC layer (attach step 4) needs a data directory.
+    UseRegistry(dir_.Write("vqreg.cfg", "Wexbridge.installpath=" + dir_.path() +
+                                            "\nmernex.vardatapath=" + dir_.path() + "\n"));
   }
   void TearDown() override {
     if (previous_.empty()) {

@@ -1,0 +1,335 @@
+// The IPC key registry: the file's sections byte for byte, the allocation
+// rules (first key, largest + 1, the empty numeric section, refusal at the
+// wrap) against hand-written registries, the operating-system names of each
+// kind, and eight processes allocating 200 names each at once.
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <algorithm>
+#include <map>
+#include <random>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "ipc/event.h"
+#include "ipc/key_registry.h"
+#include "ipc/rwlock.h"
+#include "ipc/shared_memory.h"
+#include "ipc_sandbox.h"
+#include "kxsupt/config.h"
+#include "kxsupt/ipc.h"
+#include "os/semaphore.h"
+
+namespace {
+
+using ipctest::Channel;
+using ipctest::IpcSandbox;
+using ipctest::ReadFile;
+using ipctest::Reap;
+using ipctest::Spawn;
+using ipctest::WriteFile;
+namespace ipc = kx::ipc;
+
+std::string Digest(const std::string &name) {
+  unsigned char digest[16];
+  unsigned int size = 0;
+  EVP_Digest(name.c_str(), name.size() + 1, digest, &size, EVP_md5(), nullptr);
+  static const char kHex[] = "0123456789ABCDEF";
+  std::string text;
+  for (unsigned char byte : digest) {
+    text += kHex[byte >> 4];
+    text += kHex[byte & 15];
+  }
+  return text;
+}
+
+TEST(KeyRegistry, first_key_is_300001_and_the_file_gets_both_sections) {
+  IpcSandbox sandbox(IpcSandbox::kUnseeded);
+  ASSERT_FALSE(std::filesystem::exists(sandbox.KeyRegistry()));
+  EXPECT_EQ(ipc::KeyForName("kxsupsmpFIRST"), 300001u);
+  EXPECT_EQ(ReadFile(sandbox.KeyRegistry()),
+            "[Unique String Name Key Section]\nkxsupsmpFIRST=300001\n\n"
+            "[Unique Numeric Value Key Section]\n300001=kxsupsmpFIRST\n");
+  EXPECT_EQ(ipc::KeyForName("kxsupevtSECOND"), 300002u);
+  const std::string both = ReadFile(sandbox.KeyRegistry());
+  EXPECT_EQ(both,
+            "[Unique String Name Key Section]\nkxsupsmpFIRST=300001\nkxsupevtSECOND=300002\n\n"
+            "[Unique Numeric Value Key Section]\n300001=kxsupsmpFIRST\n300002=kxsupevtSECOND\n");
+  // A known name keeps its key and changes nothing.
+  EXPECT_EQ(ipc::KeyForName("kxsupsmpFIRST"), 300001u);
+  EXPECT_EQ(ReadFile(sandbox.KeyRegistry()), both);
+}
+
+struct AllocationCase {
+  const char *what;
+  const char *registry;  // the key registry before; null for no file
+  uint32_t key;          // the key a new name gets; 0 for a refusal
+};
+
+const char kNames[] = "[Unique String Name Key Section]\nkxsupshmOLD=300007\n";
+
+const AllocationCase kAllocationCases[] = {
+    {"no file", nullptr, 300001},
+    {"empty file", "", 300001},
+    {"only the name section", kNames, 300001},
+    {"numeric section without keys", "[Unique Numeric Value Key Section]\n", 300002},
+    {"numeric section with only comments", "[Unique Numeric Value Key Section]\n;300100=x\n#7=y\n",
+     300002},
+    {"largest of unordered keys", "[Unique Numeric Value Key Section]\n300005=a\n300003=b\n",
+     300006},
+    {"keys that are not numbers are skipped",
+     "[Unique Numeric Value Key Section]\nabc=a\n-7=b\n300010x=c\n99999999999=d\n300004=e\n",
+     300005},
+    {"keys below the floor count as the first key", "[Unique Numeric Value Key Section]\n12=a\n",
+     300002},
+    {"the last key is given", "[Unique Numeric Value Key Section]\n4294967294=a\n", 4294967295u},
+    {"refused at the wrap", "[Unique Numeric Value Key Section]\n4294967295=a\n", 0},
+    {"a long key list is read whole",
+     "[Unique Numeric Value Key Section]\n300001=a\n300002=b\n300003=c\n300004=d\n300005=e\n"
+     "300006=f\n300007=g\n300008=h\n300009=i\n300010=j\n400000=k\n",
+     400001},
+};
+
+TEST(KeyRegistry, new_keys_follow_the_largest_listed_key) {
+  for (const AllocationCase &test : kAllocationCases) {
+    SCOPED_TRACE(test.what);
+    IpcSandbox sandbox(IpcSandbox::kUnseeded);
+    std::filesystem::create_directories(sandbox.IpcDir());
+    if (test.registry != nullptr) WriteFile(sandbox.KeyRegistry(), test.registry);
+    const std::string before = ReadFile(sandbox.KeyRegistry());
+    const uint32_t key = ipc::KeyForName("kxsupsmpNEW");
+    EXPECT_EQ(key, test.key);
+    const std::string after = ReadFile(sandbox.KeyRegistry());
+    if (test.key == 0) {
+      EXPECT_EQ(after, before);  // a refusal writes nothing
+      continue;
+    }
+    const std::string text = std::to_string(test.key);
+    EXPECT_NE(after.find("kxsupsmpNEW=" + text + "\n"), std::string::npos) << after;
+    EXPECT_NE(after.find("\n" + text + "=kxsupsmpNEW\n"), std::string::npos) << after;
+    EXPECT_EQ(ipc::KeyForName("kxsupsmpNEW"), test.key);  // and it is remembered
+  }
+}
+
+// The allocation as six separate steps through the INI engine's public
+// reads and writes: the name's value; on a missing file the first key; else
+// the numeric section's key list (read into 4 bytes, then at the size that
+// reports) and its largest key + 1; the name entry; the numeric entry.
+uint32_t StepwiseKeyForName(const std::string &file, const std::string &name) {
+  uint32_t key = 0;
+  uint32_t size = sizeof key;
+  const SMStatus status = SMReadINIPathFileValue("Unique String Name Key Section", name.c_str(), 5,
+                                                 &key, &size, nullptr, 0, file.c_str(), 1);
+  if (status == SM_STATUS_SUCCESS) return key;
+  uint32_t next = 300001;
+  if (status != SM_STATUS_NOT_FOUND && status != SM_STATUS_FILE_OPEN_FAILED) {
+    std::string list(4, '\0');
+    size = 4;
+    SMStatus listed = SMReadINIPathFileValue("Unique Numeric Value Key Section", nullptr, 1,
+                                             list.data(), &size, nullptr, 0, file.c_str(), 1);
+    if (listed == SM_STATUS_BUFFER_TOO_SMALL) {
+      list.assign(size, '\0');
+      listed = SMReadINIPathFileValue("Unique Numeric Value Key Section", nullptr, 1, list.data(),
+                                      &size, nullptr, 0, file.c_str(), 1);
+    }
+    if (listed == SM_STATUS_ENTRY_NOT_FOUND) list.assign(2, '\0');
+    if (listed != SM_STATUS_END_OF_FILE) {
+      if (listed != SM_STATUS_SUCCESS && listed != SM_STATUS_ENTRY_NOT_FOUND) return 0;
+      uint64_t largest = 300001;
+      for (size_t at = 0; at < list.size() && list[at] != '\0';) {
+        const std::string text = list.c_str() + at;
+        at += text.size() + 1;
+        if (text.empty() || text.size() > 10 ||
+            text.find_first_not_of("0123456789") != std::string::npos) {
+          continue;
+        }
+        largest =
+            std::max<uint64_t>(largest, std::stoull(text) <= UINT32_MAX ? std::stoull(text) : 0);
+      }
+      if (largest + 1 > UINT32_MAX) return 0;
+      next = static_cast<uint32_t>(largest + 1);
+    }
+  }
+  if (SMWriteINIPathFileValue("Unique String Name Key Section", name.c_str(), 5, &next, sizeof next,
+                              file.c_str(), 1) != SM_STATUS_SUCCESS) {
+    return 0;
+  }
+  const std::string decimal = std::to_string(next);
+  SMWriteINIPathFileValue("Unique Numeric Value Key Section", decimal.c_str(), 1, name.c_str(),
+                          static_cast<uint32_t>(name.size() + 1), file.c_str(), 1);
+  return next;
+}
+
+// The one-pass allocation leaves, key for key and byte for byte, the file
+// that the six separate steps leave, from every starting registry of the
+// table and over a run of new and repeated names.
+TEST(KeyRegistry, one_pass_allocation_writes_what_the_separate_steps_write) {
+  std::mt19937 random(11);
+  for (const AllocationCase &test : kAllocationCases) {
+    SCOPED_TRACE(test.what);
+    IpcSandbox sandbox(IpcSandbox::kUnseeded);
+    std::filesystem::create_directories(sandbox.IpcDir());
+    const std::string stepwise = sandbox.IpcDir() + "/stepwise.ini";
+    if (test.registry != nullptr) {
+      WriteFile(sandbox.KeyRegistry(), test.registry);
+      WriteFile(stepwise, test.registry);
+    }
+    for (int i = 0; i < 40; ++i) {
+      const std::string name = "kxsupevtN" + std::to_string(random() % 25);
+      ASSERT_EQ(ipc::KeyForName(name.c_str()), StepwiseKeyForName(stepwise, name)) << name;
+      ASSERT_EQ(ReadFile(sandbox.KeyRegistry()), ReadFile(stepwise)) << name;
+    }
+  }
+}
+
+// A name entry whose value is not a key is allocated afresh.
+TEST(KeyRegistry, unreadable_name_entry_gets_a_new_key) {
+  IpcSandbox sandbox(IpcSandbox::kUnseeded);
+  std::filesystem::create_directories(sandbox.IpcDir());
+  WriteFile(sandbox.KeyRegistry(),
+            "[Unique String Name Key Section]\nkxsupevtBAD=seven\n\n"
+            "[Unique Numeric Value Key Section]\n300020=kxsupevtX\n");
+  EXPECT_EQ(ipc::KeyForName("kxsupevtBAD"), 300021u);
+  EXPECT_EQ(ipc::KeyForName("kxsupevtBAD"), 300021u);
+}
+
+TEST(KeyRegistry, same_name_has_one_key_in_every_process) {
+  IpcSandbox sandbox;
+  const uint32_t key = ipc::KeyForName("kxsupsmpSHARED");
+  ASSERT_GT(key, sandbox.seed_key());
+  const pid_t child = Spawn([key] {
+    return ipc::KeyForName("kxsupsmpSHARED") == key && ipc::KeyForName("kxsupsmpOTHER") == key + 1
+               ? 0
+               : 1;
+  });
+  EXPECT_EQ(Reap(child), 0);
+  EXPECT_EQ(ipc::KeyForName("kxsupsmpOTHER"), key + 1);
+}
+
+// Each kind's operating-system name is its prefix and the digest of the
+// caller's name; the reader-writer lock's parts are named after the lock's.
+TEST(KeyRegistry, each_kind_has_its_operating_system_name) {
+  IpcSandbox sandbox;
+  const std::string digest = Digest("thing");
+  void *semaphore = SMSemaphoreCreate("thing", 0);
+  void *event = SMEventCreate("thing", 1, 0);
+  void *memory = SMSharedMemCreate("thing", 64);
+  void *lock = SMRWLCreate("thing");
+  ASSERT_NE(semaphore, nullptr);
+  ASSERT_NE(event, nullptr);
+  ASSERT_NE(memory, nullptr);
+  ASSERT_NE(lock, nullptr);
+  EXPECT_STREQ(static_cast<kx::os::SemaphoreHandle *>(semaphore)->name,
+               ("kxsupsmp" + digest).c_str());
+  EXPECT_STREQ(static_cast<ipc::EventHandle *>(event)->name, ("kxsupevt" + digest).c_str());
+  EXPECT_STREQ(static_cast<ipc::SharedMemoryHandle *>(memory)->name, ("kxsupshm" + digest).c_str());
+  auto *rwl = static_cast<ipc::RwLockHandle *>(lock);
+  EXPECT_STREQ(rwl->name, ("kxsuprwl" + digest).c_str());
+  EXPECT_STREQ(rwl->guard->name,
+               (sandbox.IpcDir() + "/.kxsupmtx" + Digest("kxsuprwl" + digest)).c_str());
+  EXPECT_STREQ(rwl->reader_gate->name, ("kxsupsmp" + Digest("kxsuprwl" + digest)).c_str());
+  // Both gates resolve to one set.
+  EXPECT_EQ(rwl->reader_gate->object.set_id, rwl->writer_gate->object.set_id);
+  const std::string registry = ReadFile(sandbox.KeyRegistry());
+  for (const std::string &name : {"kxsupsmp" + digest, "kxsupevt" + digest, "kxsupshm" + digest,
+                                  "kxsupsmp" + Digest("kxsuprwl" + digest)}) {
+    EXPECT_NE(registry.find("\n" + name + "="), std::string::npos) << name;
+  }
+  EXPECT_EQ(registry.find("kxsuprwl"), std::string::npos);  // the lock itself has no key
+  SMRWLDestroy(lock);
+  SMSharedMemFree(memory);
+  SMEventDestroy(event);
+  SMSemaphoreDestroy(semaphore);
+}
+
+// The registry file parsed independently: the sections in order with their
+// entries; false when a line is neither a header, an entry nor a blank line
+// between sections, or a section appears twice.
+bool ParseRegistry(const std::string &text,
+                   std::map<std::string, std::vector<std::pair<std::string, std::string>>> *out) {
+  std::istringstream in(text);
+  std::string line, section;
+  while (std::getline(in, line)) {
+    if (line.empty()) continue;
+    if (line.front() == '[' && line.back() == ']') {
+      section = line.substr(1, line.size() - 2);
+      if (out->count(section) != 0) return false;
+      (*out)[section];
+      continue;
+    }
+    const size_t equals = line.find('=');
+    if (section.empty() || equals == std::string::npos || equals == 0) return false;
+    (*out)[section].emplace_back(line.substr(0, equals), line.substr(equals + 1));
+  }
+  return text.empty() || text.back() == '\n';
+}
+
+// Eight processes allocate 200 names of their own and 20 names that all of
+// them ask for, at the same time. Every name ends with exactly one key,
+// no key serves two names, each process saw the key that the file keeps,
+// and the file stays well-formed.
+TEST(KeyRegistry, eight_processes_allocating_at_once_agree_on_every_key) {
+  IpcSandbox sandbox;
+  constexpr int kProcesses = 8;
+  constexpr int kOwnNames = 200;
+  constexpr int kSharedNames = 20;
+  Channel start;
+  std::vector<std::string> reports(kProcesses);
+  std::vector<pid_t> children;
+  for (int p = 0; p < kProcesses; ++p) {
+    reports[p] = sandbox.dir() + "/report" + std::to_string(p);
+    children.push_back(Spawn([&, p] {
+      if (start.Receive() < 0) return 1;
+      std::ostringstream seen;
+      for (int i = 0; i < kOwnNames + kSharedNames; ++i) {
+        // The shared names are asked for in a different order by each process.
+        const std::string name = i < kOwnNames
+                                     ? "kxsupsmpP" + std::to_string(p) + "N" + std::to_string(i)
+                                     : "kxsupevtS" + std::to_string((i + p) % kSharedNames);
+        const uint32_t key = ipc::KeyForName(name.c_str());
+        if (key == 0) return 2;
+        seen << name << ' ' << key << '\n';
+      }
+      WriteFile(reports[p], seen.str());
+      return 0;
+    }));
+  }
+  for (int p = 0; p < kProcesses; ++p) start.Send();
+  bool all_done = true;
+  for (pid_t child : children) all_done = Reap(child) == 0 && all_done;
+  ASSERT_TRUE(all_done);
+
+  std::map<std::string, std::vector<std::pair<std::string, std::string>>> sections;
+  ASSERT_TRUE(ParseRegistry(ReadFile(sandbox.KeyRegistry()), &sections));
+  ASSERT_EQ(sections.size(), 2u);
+  const auto &names = sections["Unique String Name Key Section"];
+  const auto &keys = sections["Unique Numeric Value Key Section"];
+  std::map<std::string, std::string> key_of;
+  for (const auto &[name, key] : names) {
+    EXPECT_TRUE(key_of.emplace(name, key).second) << name << " listed twice";
+  }
+  std::map<std::string, std::string> name_of;
+  for (const auto &[key, name] : keys) {
+    if (name == "sandbox seed") continue;
+    EXPECT_TRUE(name_of.emplace(key, name).second) << "key " << key << " given twice";
+  }
+  EXPECT_EQ(key_of.size(), size_t{kProcesses} * kOwnNames + kSharedNames);
+  EXPECT_EQ(name_of.size(), key_of.size());
+  for (const auto &[name, key] : key_of) EXPECT_EQ(name_of[key], name) << key;
+  size_t reported = 0;
+  for (const std::string &report : reports) {
+    std::istringstream in(ReadFile(report));
+    std::string name, key;
+    while (in >> name >> key) {
+      EXPECT_EQ(key_of[name], key) << name;
+      ++reported;
+    }
+  }
+  EXPECT_EQ(reported, size_t{kProcesses} * (kOwnNames + kSharedNames));
+}
+
+}  // namespace
