@@ -1,6 +1,7 @@
 /* hello: the smallest kxsupt client. It asks the library for its version and
- * round-trips a block through the library's heap. Build it against the shared
- * library: cc hello.c -Iinclude -Lbuild -lkxsupt */
+ * round-trips a block through the library's heap. Build it against an
+ * installed library with cc hello.c $(pkg-config --cflags --libs kxsupt), or
+ * with CMake through examples/find_package/CMakeLists.txt. */
 #include <kxsupt.h>
 
 #include <stdio.h>

@@ -34,22 +34,27 @@ typedef int32_t (*SMContainerCallback)(void *pKey, void *pElement);
  * pointer they need is null. The list's head and tail are both null or both
  * set; the calls trust that.
  */
+
+/* An entry of a singly linked list; an allocated payload follows it. */
 typedef struct SMSLListEntry {
   struct SMSLListEntry *pNext; /* toward the tail, null at the tail */
   void *pData;                 /* the payload, or null */
 } SMSLListEntry;
 
+/* A singly linked list: its first and last entries. */
 typedef struct SMSLList {
   SMSLListEntry *pHead; /* first entry, null when empty */
   SMSLListEntry *pTail; /* last entry, null when empty */
 } SMSLList;
 
+/* An entry of a doubly linked list; an allocated payload follows it. */
 typedef struct SMDLListEntry {
   struct SMDLListEntry *pNext; /* toward the tail, null at the tail */
   struct SMDLListEntry *pPrev; /* toward the head, null at the head */
   void *pData;                 /* the payload, or null */
 } SMDLListEntry;
 
+/* A doubly linked list: its first and last entries. */
 typedef struct SMDLList {
   SMDLListEntry *pHead; /* first entry, null when empty */
   SMDLListEntry *pTail; /* last entry, null when empty */
@@ -143,6 +148,8 @@ KXSUPT_API int32_t SMDLListIsEmpty(SMDLList *pList);
  * SM_STATUS_IN_USE (258) the key is present, SM_STATUS_INVALID_PARAMETER
  * (271) null argument, SM_STATUS_NO_MEMORY (272) node allocation failed.
  */
+
+/* A node of the tree, from the process heap; the handle points to the root. */
 typedef struct SMRedBlackTreeNode {
   struct SMRedBlackTreeNode *pLeft;   /* keys before this node's */
   struct SMRedBlackTreeNode *pRight;  /* keys after this node's */

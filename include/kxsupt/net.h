@@ -38,8 +38,9 @@
 
 KXSUPT_BEGIN_DECLS
 
-#define SM_NET_FAMILY_IPV4 1u
-#define SM_NET_FAMILY_IPV6 2u
+/* Address families. */
+#define SM_NET_FAMILY_IPV4 1u /* IPv4, 4-byte addresses */
+#define SM_NET_FAMILY_IPV6 2u /* IPv6, 16-byte addresses */
 
 /* Modes of SMGetInetAddrStrList. */
 #define SM_NET_ADDR_ALL 0u       /* IPv4 addresses, then IPv6 addresses */

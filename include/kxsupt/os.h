@@ -131,10 +131,14 @@ KXSUPT_API char *SMEnvDup(const char *pName, uint32_t *pSize);
  * 272 (SM_STATUS_NO_MEMORY). A failed copy may leave part of the data behind.
  */
 
+/* Copy pSrcPath over pDestPath (created or truncated); statuses above. */
 KXSUPT_API SMStatus SMFileCopy(const char *pSrcPath, const char *pDestPath);
+/* As SMFileCopy, flushing the destination to disk before closing it. */
 KXSUPT_API SMStatus SMFileCopyAndSync(const char *pSrcPath, const char *pDestPath);
+/* Append pSrcPath to pDestPath (created when missing); statuses above. */
 KXSUPT_API SMStatus SMFileAppend(const char *pSrcPath, const char *pDestPath,
                                  int32_t copyPermissions);
+/* As SMFileAppend, flushing the destination to disk before closing it. */
 KXSUPT_API SMStatus SMFileAppendAndSync(const char *pSrcPath, const char *pDestPath,
                                         int32_t copyPermissions);
 /* Make a directory (permission 0755): 0 when the path exists afterwards, also
@@ -163,7 +167,10 @@ KXSUPT_API SMStatus SMDeleteFile(const char *pPath);
  * bits unsigned, so a limit with its top bit set is exceeded at once.
  */
 
+/* The clock's reading in milliseconds, or all ones when it cannot be read. */
 KXSUPT_API uint64_t SMRefTicksGet(void);
+/* Check the interval from startTicks to currentTicks against limitTicks, as
+ * described above: 1, or 0 when either tick value is all ones. */
 KXSUPT_API int32_t SMRefTicksDiffCheckTimer(uint64_t startTicks, uint64_t currentTicks,
                                             uint64_t limitTicks, uint64_t *pDiffTicks,
                                             uint16_t *pElapsed, uint16_t *pExceeded);

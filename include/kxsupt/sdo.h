@@ -29,6 +29,8 @@ KXSUPT_BEGIN_DECLS
  * 19 when a limit would be passed; 256 for an absent ID; 258 for an ID that
  * exists; 272 when memory runs out. Callers serialise access to one config.
  */
+
+/* An SDO config object: an opaque handle from SMSDOConfigAlloc. */
 typedef struct SDOConfig SDOConfig;
 
 /* A new empty config (binary size 8), or null when memory runs out. */

@@ -82,7 +82,9 @@ KXSUPT_API SMStatus SMUCS2ToEscape(char *pOut, uint32_t *pSize, const uint16_t *
  * the trim routines is tab, line feed, carriage return and space.
  */
 
+/* UCS-2 text to UTF-8 in pUTF8Out, with the sizes and statuses above. */
 KXSUPT_API SMStatus SMUCS2StrToUTF8Str(char *pUTF8Out, uint32_t *pSize, const uint16_t *pUCS2In);
+/* UTF-8 text to UCS-2 in pUCS2Out, with the sizes and statuses above. */
 KXSUPT_API SMStatus SMUTF8StrToUCS2Str(uint16_t *pUCS2Out, uint32_t *pSize, const char *pUTF8In);
 /* Overwrite leading whitespace with 0 and return the first other byte; use
  * the returned pointer (null for null). */
@@ -117,6 +119,8 @@ KXSUPT_API char *SMUTF8Strstri(const char *pHaystack, const char *pNeedle);
  * and then appends n units or bytes of it; UCS-2 into UTF-8 gives that block
  * n + 1 bytes, so non-ASCII text appends nothing. Free with SMSS...StrFree.
  */
+
+/* A self-sizing string: the record is the caller's, the buffer the library's. */
 typedef struct SMSSStr {
   void *pStr;        /* the text, always terminated; null when not allocated */
   uint32_t capacity; /* size of the buffer in bytes */

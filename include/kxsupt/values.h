@@ -70,27 +70,28 @@ KXSUPT_BEGIN_DECLS
  * conversion failed; parsing code 15 returns the address reader's status
  * (0xFFFFFFFF for text that is no address, 272 out of memory).
  */
-#define SM_XLT_BOOLEAN 0u
-#define SM_XLT_INT8 1u
-#define SM_XLT_INT16 2u
-#define SM_XLT_INT32 3u
-#define SM_XLT_INT64 4u
-#define SM_XLT_UINT8 5u
-#define SM_XLT_UINT16 6u
-#define SM_XLT_UINT32 7u
-#define SM_XLT_UINT64 8u
-#define SM_XLT_DOUBLE 9u
-#define SM_XLT_LANGUAGE_ID 10u
-#define SM_XLT_TIME 11u
-#define SM_XLT_UCS2_STRING 12u
-#define SM_XLT_UTF8_STRING 13u
-#define SM_XLT_UCS2_CONVERTED 14u
-#define SM_XLT_IPV4_ADDRESS 15u
-#define SM_XLT_BYTE_ARRAY 16u
-#define SM_XLT_SELECT_BINARY 256u /* writing only */
-#define SM_XLT_SELECT_OCTAL 512u
-#define SM_XLT_SELECT_DECIMAL 768u /* parsing; same as 0 */
-#define SM_XLT_SELECT_HEX 1024u
+
+#define SM_XLT_BOOLEAN 0u          /* uint16_t: "true" or "false" */
+#define SM_XLT_INT8 1u             /* int8_t */
+#define SM_XLT_INT16 2u            /* int16_t */
+#define SM_XLT_INT32 3u            /* int32_t */
+#define SM_XLT_INT64 4u            /* int64_t, decimal only */
+#define SM_XLT_UINT8 5u            /* uint8_t */
+#define SM_XLT_UINT16 6u           /* uint16_t */
+#define SM_XLT_UINT32 7u           /* uint32_t */
+#define SM_XLT_UINT64 8u           /* uint64_t, decimal only */
+#define SM_XLT_DOUBLE 9u           /* double: "%.3f" */
+#define SM_XLT_LANGUAGE_ID 10u     /* uint32_t language id: its locale name */
+#define SM_XLT_TIME 11u            /* uint32_t seconds: local time as ctime writes it */
+#define SM_XLT_UCS2_STRING 12u     /* UCS-2 string, or a dump of it by selector */
+#define SM_XLT_UTF8_STRING 13u     /* UTF-8 string */
+#define SM_XLT_UCS2_CONVERTED 14u  /* UCS-2 string by the plain UTF-8 conversion */
+#define SM_XLT_IPV4_ADDRESS 15u    /* uint32_t IPv4 address, network order: dotted text */
+#define SM_XLT_BYTE_ARRAY 16u      /* bytes: two hexadecimal digits each */
+#define SM_XLT_SELECT_BINARY 256u  /* selector: base 2, writing only */
+#define SM_XLT_SELECT_OCTAL 512u   /* selector: octal */
+#define SM_XLT_SELECT_DECIMAL 768u /* selector: decimal, parsing; same as 0 */
+#define SM_XLT_SELECT_HEX 1024u    /* selector: hexadecimal */
 
 /* Parse UTF-8 text into a value of the given type; *pSize: room in, size out. */
 KXSUPT_API SMStatus SMXLTUTF8ToTypeValue(const char *pText, void *pValue, uint32_t *pSize,
@@ -122,11 +123,12 @@ KXSUPT_API char *SMUTF8ConvertXSVToYSV(const char *pText, char from, char to, ui
 /* A row of an enumeration table: text, value, and a word that is not used.
  * Row 0's text is never matched; its value answers a value matching no row. */
 typedef struct SMEnum32Entry {
-  const char *pText;
-  uint32_t value;
-  uint32_t reserved;
+  const char *pText; /* the row's text */
+  uint32_t value;    /* the row's value */
+  uint32_t reserved; /* not used */
 } SMEnum32Entry;
 
+/* What SMNVPGetEnums32Value returns for bad arguments. */
 #define SM_NVP_ENUM_BAD_ARGUMENTS 0x80000000u
 
 /* 1 if the string has a name and a value (which may be empty), else 0. */

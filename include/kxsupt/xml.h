@@ -49,7 +49,9 @@ KXSUPT_BEGIN_DECLS
  * Content taken with SMXGBufFreeGetContent is freed with SMXGBufFreeContent;
  * escaped text from SMXGEscapeXMLUTF8Str with SMFreeMem.
  */
+
 struct SMSSStr;
+/* An XML buffer: a self-sizing UTF-8 string (SMSSStr of kxsupt/text.h). */
 typedef struct SMSSStr SMXGBuf;
 
 /* How a value is written: selector flags for the translation and the number

@@ -270,7 +270,7 @@ TEST(IniModel, random_files_and_operations_match_the_model) {
     for (int i = 0; i < line_count; ++i) {
       switch (random() % 4) {
         case 0:
-          model.lines.push_back("[" + Pick(random, sections) + "]\n");
+          model.lines.push_back(std::string("[").append(Pick(random, sections)).append("]\n"));
           break;
         case 1:
           model.lines.push_back(Pick(random, fillers));

@@ -103,7 +103,8 @@ TEST(IniReliability, eight_writers_lose_nothing) {
       std::string value;
       Status status = config::IniReadText(
           path.c_str(), section.c_str(),
-          ("p" + std::to_string(w) + "k" + std::to_string(i)).c_str(), &value, 1);
+          std::string("p").append(std::to_string(w)).append("k").append(std::to_string(i)).c_str(),
+          &value, 1);
       if (i % 2 == 0) {
         resurrected += status != Status::kEntryNotFound;
       } else if (status != Status::kSuccess) {
@@ -134,7 +135,8 @@ TEST(IniReliability, threads_of_one_process_exclude_each_other) {
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
       for (int i = 0; i < kKeys; ++i) {
-        const std::string key = "t" + std::to_string(t) + "k" + std::to_string(i);
+        const std::string key =
+            std::string("t").append(std::to_string(t)).append("k").append(std::to_string(i));
         failures[t] += SetText(path, "s", key, "1") != 0;
       }
     });
@@ -245,7 +247,8 @@ TEST(IniReliability, writer_killed_at_random_times_leaves_a_whole_file) {
   for (int trial = 0; trial < kTrials; ++trial) {
     kxtest::WriteFile(path, base);
     pid_t writer = Spawn([&] {
-      for (int n = 0;; ++n) SetText(path, "s", "t", ("n" + std::to_string(n)).c_str());
+      for (int n = 0;; ++n)
+        SetText(path, "s", "t", std::string("n").append(std::to_string(n)).c_str());
       return 0;
     });
     timespec pause{0, static_cast<long>(random() % 3000000)};

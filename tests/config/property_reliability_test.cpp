@@ -55,7 +55,8 @@ std::string Key(int writer, int i) {
 // removal: a write cannot take a line out), a value continued over two
 // lines, or a one-line value written over a continued one.
 std::string FinalValue(int writer, int i) {
-  const std::string stem = "v" + std::to_string(writer) + "." + std::to_string(i);
+  const std::string stem =
+      std::string("v").append(std::to_string(writer)).append(".").append(std::to_string(i));
   switch (i % 3) {
     case 0:
       return "";
@@ -85,7 +86,8 @@ TEST(PropertyReliability, four_writers_lose_nothing) {
       int failures = 0;
       for (int i = 0; i < kKeys; ++i) {
         const std::string key = Key(w, i);
-        const std::string stem = "v" + std::to_string(w) + "." + std::to_string(i);
+        const std::string stem =
+            std::string("v").append(std::to_string(w)).append(".").append(std::to_string(i));
         failures += SetText(path, key, stem + ".1") != SM_STATUS_SUCCESS;
         if (i % 3 == 0) {
           failures += SetText(path, key, "") != SM_STATUS_SUCCESS;
@@ -250,7 +252,7 @@ TEST(PropertyReliability, writer_killed_at_random_times_leaves_a_whole_file) {
   for (int trial = 0; trial < kTrials; ++trial) {
     kxtest::WriteFile(path, base);
     pid_t writer = Spawn([&] {
-      for (int n = 0;; ++n) SetText(path, "t", "n" + std::to_string(n));
+      for (int n = 0;; ++n) SetText(path, "t", std::string("n").append(std::to_string(n)));
       return 0;
     });
     timespec pause{0, static_cast<long>(random() % 3000000)};

@@ -100,7 +100,7 @@ constexpr uint32_t kXmlMax = 192 * 1024;
 TEST_F(SharedLogs, eight_writers_rotating_keep_every_record_exactly_once) {
   kx::log::SetLogTestHooksForTesting(&kArchiveHooks);
   const int clean = RunChildren(kWriters, [&](int w) {
-    const std::string source = "w" + std::to_string(w);
+    const std::string source = std::string("w").append(std::to_string(w));
     bool ok = true;
     for (int i = 0; i < kEvents; ++i) {
       const std::string description = source + "-" + std::to_string(i);

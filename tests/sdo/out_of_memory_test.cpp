@@ -66,10 +66,12 @@ TEST(SdoOutOfMemory, refused_adds_leave_the_config_and_the_callers_children_as_t
         sdotest::EncodeArray({generator.Object(2, 800), generator.Object(2, 800), {}});
     for (const auto &[type, bytes] :
          {std::pair<uint8_t, const Bytes &>{1, plain}, {0x0C, object}, {0x0C, array}}) {
+      // Structured bindings are copied out: Clang 14 cannot capture them.
       const Bytes &data = bytes;
+      const uint8_t dataType = type;
       const int needed = UntilItSucceeds(
           [&] {
-            const SMStatus status = SMSDOConfigAddData(config.get(), id, type, data.data(),
+            const SMStatus status = SMSDOConfigAddData(config.get(), id, dataType, data.data(),
                                                        static_cast<uint32_t>(data.size()), 0);
             EXPECT_TRUE(status == SM_STATUS_SUCCESS || IsMemoryFailure(status)) << status;
             return status == SM_STATUS_SUCCESS;
@@ -166,7 +168,10 @@ TEST(SdoOutOfMemory, conversions_and_clones_give_null_or_their_status_and_leak_n
   // image stays as it was.
   Bytes block = image;
   block.resize(image.size() + 64);
-  const auto &[id, value] = *model.values.begin();
+  // A pair rather than a structured binding: Clang 14 cannot capture those.
+  const auto &first = *model.values.begin();
+  const auto id = first.first;
+  const auto &value = first.second;
   const Bytes longer(value.isChild() ? 0 : ValueImage(value).size() + 20, 0x5A);
   if (!longer.empty()) {
     UntilItSucceeds(

@@ -180,10 +180,11 @@ constexpr uint32_t kContext = 0xC0FFEE, kStop = 77;
 std::string Event(const char *name, std::initializer_list<int64_t> fields,
                   const void *bytes = nullptr, size_t n = 0) {
   std::string event = name;
-  for (int64_t field : fields) event += " " + std::to_string(field);
+  for (int64_t field : fields) event.append(" ").append(std::to_string(field));
+  if (bytes == nullptr) return event;
   uint32_t hash = 2166136261u;
   for (size_t i = 0; i < n; ++i) hash = (hash ^ static_cast<const uint8_t *>(bytes)[i]) * 16777619u;
-  return bytes != nullptr ? event + " " + std::to_string(n) + ":" + std::to_string(hash) : event;
+  return event.append(" ").append(std::to_string(n)).append(":").append(std::to_string(hash));
 }
 
 uint32_t Record(uint32_t context, std::string event) {

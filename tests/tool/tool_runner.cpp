@@ -53,9 +53,10 @@ ToolResult RunTool(const std::vector<std::string> &args, const std::string &inpu
   TempDir scratch;
   std::string in = scratch.Write("stdin", input);
   std::string command = ShellQuote(KXSUPT_TOOL_PATH);
-  for (const std::string &arg : args) command += " " + ShellQuote(arg);
-  command += " <" + ShellQuote(in) + " >" + ShellQuote(scratch.path() + "/stdout") + " 2>" +
-             ShellQuote(scratch.path() + "/stderr");
+  for (const std::string &arg : args) command.append(" ").append(ShellQuote(arg));
+  command.append(" <").append(ShellQuote(in));
+  command.append(" >").append(ShellQuote(scratch.path() + "/stdout"));
+  command.append(" 2>").append(ShellQuote(scratch.path() + "/stderr"));
   int raw = std::system(command.c_str());
   ToolResult result;
   result.exit_status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);

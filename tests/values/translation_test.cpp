@@ -272,7 +272,7 @@ TEST(ValueParse, doubles_agree_with_the_grammar_and_strtod) {
   for (int round = 0; round < 6000; ++round) {
     std::string text = pick(3) ? "" : pick(2) ? "+" : "-";
     text += digits(20);
-    if (pick(2)) text += "." + digits(6);
+    if (pick(2)) text.append(".").append(digits(6));
     if (pick(2)) {
       text += std::string(1, "eE"[pick(2)]) + (pick(3) ? "" : pick(2) ? "+" : "-");
       text += std::to_string(pick(pick(8) ? 400 : 1000000000000));  // rarely beyond any cap
