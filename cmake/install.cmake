@@ -1,6 +1,6 @@
 # What `cmake --install` puts where (GNUInstallDirs), in three components that
 # become the Debian packages of cmake/packages.cmake:
-#   runtime  libkxsupt.so.9 and its real file, the README
+#   runtime  libkxsupt.so.9 and its real file, the README and the licence
 #   dev      the headers, the libkxsupt.so link, kxsupt.pc, the CMake package
 #   tool     the kxsupt tool and its man page
 # Nothing internal is installed: not kxsupt_core, the tests, the benchmarks or
@@ -11,7 +11,7 @@ set(KXSUPT_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/kxsupt)
 
 install(TARGETS kxsupt EXPORT kxsuptTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev)
-install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR}
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}
   COMPONENT runtime)
 
 install(FILES ${PROJECT_SOURCE_DIR}/include/kxsupt.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}

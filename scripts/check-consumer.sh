@@ -28,6 +28,7 @@ expected=$(
       echo "$libdir/$f"
     done
     echo share/doc/kxsupt/README.md
+    echo share/doc/kxsupt/LICENSE
     echo share/man/man1/kxsupt.1.gz
   } | sort
 )

@@ -52,7 +52,7 @@ expect_files() {  # expect_files PACKAGE FILE...
       "$(diff <(echo "$want") <(files "$package") | grep '^[<>]' | tr '\n' ' ')"
 }
 expect_files libkxsupt9 "$libdir/libkxsupt.so.9" "$libdir/libkxsupt.so.9.$(cut -d. -f2- <<<"${version%-1}")" \
-  usr/share/doc/kxsupt/README.md
+  usr/share/doc/kxsupt/README.md usr/share/doc/kxsupt/LICENSE
 mapfile -t headers < <(cd include && ls kxsupt.h kxsupt/*.h | sed 's|^|usr/include/|')
 expect_files libkxsupt-dev "${headers[@]}" "$libdir/libkxsupt.so" "$libdir/pkgconfig/kxsupt.pc" \
   "$libdir/cmake/kxsupt/kxsuptConfig.cmake" "$libdir/cmake/kxsupt/kxsuptConfigVersion.cmake" \
