@@ -4,24 +4,16 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <atomic>
 
-#include "config/ipc_paths.h"
 #include "base/memory.h"
+#include "config/ipc_paths.h"
 
 namespace kx::config {
 
 namespace {
-
-constexpr uint32_t kPollStep = 4;
-
-void SleepOnePoll() {
-  timespec pause{0, 1000 * 1000};
-  nanosleep(&pause, nullptr);
-}
 
 bool Valid(const FileLockHandle *lock) {
   return lock != nullptr && lock->kind == kIpcFileLock;
@@ -31,7 +23,9 @@ bool Valid(const FileLockHandle *lock) {
 // classic process-wide record locks stand in for them there.
 std::atomic<bool> g_classic_locks{false};
 
-int SetLock(int fd, short type, bool wait) {
+}  // namespace
+
+int SetRecordLock(int fd, short type, bool wait) {
   struct flock range {};
   range.l_type = type;
   range.l_whence = SEEK_SET;
@@ -45,12 +39,12 @@ int SetLock(int fd, short type, bool wait) {
   return fcntl(fd, wait ? F_SETLKW : F_SETLK, &range);
 }
 
-// Takes the record lock on an open lock file, waiting as the time-out says.
-Status TakeRecordLock(int fd, short type, uint32_t timeout_ms) {
+Status TakeRecordLock(int *fd, short type, uint32_t timeout_ms, bool (*reopen)(void *context),
+                      void *context) {
   uint64_t elapsed = 0;
   const bool wait = timeout_ms == os::kWaitForever;
   for (;;) {
-    if (SetLock(fd, type, wait) == 0) return Status::kSuccess;
+    if (SetRecordLock(*fd, type, wait) == 0) return Status::kSuccess;
     switch (errno) {
       case EINTR:
       case EDEADLK:
@@ -59,16 +53,17 @@ Status TakeRecordLock(int fd, short type, uint32_t timeout_ms) {
       case EACCES:
         if (wait) continue;
         if (elapsed >= timeout_ms) return Status::kTimeout;
-        elapsed += kPollStep;
-        SleepOnePoll();
+        elapsed += os::kPollStep;
+        os::SleepOnePoll();
         continue;
+      case EBADF:
+        if (reopen != nullptr && reopen(context)) continue;
+        return Status::kError;
       default:
         return Status::kError;
     }
   }
 }
-
-}  // namespace
 
 FileLockHandle *FileLockOpen(const char *name) {
   if (name == nullptr) return nullptr;
@@ -100,7 +95,7 @@ Status FileLockLock(FileLockHandle *lock, uint32_t mode, uint32_t timeout_ms) {
     if (fd < 0) {
       status = errno == EACCES ? Status::kAccessDenied : Status::kError;
     } else {
-      status = TakeRecordLock(fd, mode == kFileLockRead ? F_RDLCK : F_WRLCK, timeout_ms);
+      status = TakeRecordLock(&fd, mode == kFileLockRead ? F_RDLCK : F_WRLCK, timeout_ms);
     }
   }
   if (!Ok(status)) {
@@ -115,7 +110,7 @@ Status FileLockLock(FileLockHandle *lock, uint32_t mode, uint32_t timeout_ms) {
 
 Status FileLockUnlock(FileLockHandle *lock) {
   if (!Valid(lock) || lock->mode == 0) return Status::kInvalidParameter;
-  while (SetLock(lock->fd, F_UNLCK, true) != 0 && errno == EINTR) {
+  while (SetRecordLock(lock->fd, F_UNLCK, true) != 0 && errno == EINTR) {
   }
   close(lock->fd);
   lock->fd = -1;

@@ -46,6 +46,18 @@ Status FileLockUnlock(FileLockHandle *lock);
 // Releases the lock if held and frees the handle. The lock file stays.
 void FileLockClose(FileLockHandle *lock);
 
+// The record lock under every inter-process lock of the library: a lock of
+// `type` (F_RDLCK, F_WRLCK or F_UNLCK) over the whole of the open file `fd`,
+// waiting or not. 0, or -1 with errno, as fcntl gives them.
+int SetRecordLock(int fd, short type, bool wait);
+
+// Takes the record lock of `type` on *fd, waiting as the time-out says and
+// polled at the mutexes' pace. When the descriptor has gone bad and `reopen`
+// is given, reopen(context) puts a fresh one in *fd and the wait goes on.
+// Statuses: 0, 3 when the time-out expires, all ones for other failures.
+Status TakeRecordLock(int *fd, short type, uint32_t timeout_ms,
+                      bool (*reopen)(void *context) = nullptr, void *context = nullptr);
+
 // The time-out of a caller's wait flag: 1 waits without limit, anything
 // else tries once.
 constexpr uint32_t FileLockTimeoutForFlags(uint32_t flags) {

@@ -12,50 +12,24 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <time.h>
 #include <unistd.h>
 
-#include <atomic>
-
-#include "config/ipc_paths.h"
 #include "base/memory.h"
+#include "config/file_lock.h"
+#include "config/ipc_paths.h"
 
 namespace kx::ipc {
 
 namespace {
 
-constexpr uint32_t kPollStep = 4;
-
-void SleepOnePoll() {
-  timespec pause{0, 1000 * 1000};
-  nanosleep(&pause, nullptr);
-}
-
 bool IsNamed(const os::MutexHandle *mutex) {
   return mutex->name != nullptr;
 }
 
-// Kernels without open-file-description locks refuse the command; classic
-// process-wide record locks stand in for them there.
-std::atomic<bool> g_classic_locks{false};
-
-int SetRecordLock(int fd, short type, bool wait) {
-  struct flock range {};
-  range.l_type = type;
-  range.l_whence = SEEK_SET;
-  range.l_start = 0;
-  range.l_len = 0;  // the whole file, however it grows
-  if (!g_classic_locks.load(std::memory_order_relaxed)) {
-    int result = fcntl(fd, wait ? F_OFD_SETLKW : F_OFD_SETLK, &range);
-    if (result == 0 || errno != EINVAL) return result;
-    g_classic_locks.store(true, std::memory_order_relaxed);
-  }
-  return fcntl(fd, wait ? F_SETLKW : F_SETLK, &range);
-}
-
 // Opens an existing lock file as the handle opened it (write-only when it is
 // writable, else read-only) in place of a descriptor that went bad.
-bool ReopenLockFile(NamedMutexHandle *named) {
+bool ReopenLockFile(void *context) {
+  auto *named = static_cast<NamedMutexHandle *>(context);
   const int fd = open(named->mutex.name, (named->writable ? O_WRONLY : O_RDONLY) | O_CLOEXEC);
   if (fd < 0) return false;
   named->lock_fd = fd;
@@ -65,29 +39,8 @@ bool ReopenLockFile(NamedMutexHandle *named) {
 // The inter-process half of a lock: the record lock over the whole lock
 // file, with the same polling as the local mutex and a count of its own.
 Status TakeFileLock(NamedMutexHandle *named, uint32_t timeout_ms) {
-  const short type = named->writable ? F_WRLCK : F_RDLCK;
-  const bool wait = timeout_ms == os::kWaitForever;
-  uint64_t elapsed = 0;
-  for (;;) {
-    if (SetRecordLock(named->lock_fd, type, wait) == 0) return Status::kSuccess;
-    switch (errno) {
-      case EINTR:
-      case EDEADLK:
-        continue;
-      case EAGAIN:
-      case EACCES:
-        if (wait) continue;
-        if (elapsed >= timeout_ms) return Status::kTimeout;
-        elapsed += kPollStep;
-        SleepOnePoll();
-        continue;
-      case EBADF:
-        if (!ReopenLockFile(named)) return Status::kError;
-        continue;
-      default:
-        return Status::kError;
-    }
-  }
+  return config::TakeRecordLock(&named->lock_fd, named->writable ? F_WRLCK : F_RDLCK, timeout_ms,
+                                ReopenLockFile, named);
 }
 
 // A kind-1 handle with the lock-file path behind it and its local mutex
@@ -172,7 +125,7 @@ Status MutexLock(os::MutexHandle *mutex, uint32_t timeout_ms) {
 Status MutexUnLock(os::MutexHandle *mutex) {
   if (Status status = CheckHandle(mutex); !Ok(status)) return status;
   if (IsNamed(mutex)) {
-    while (SetRecordLock(AsNamed(mutex)->lock_fd, F_UNLCK, true) != 0 && errno == EINTR) {
+    while (config::SetRecordLock(AsNamed(mutex)->lock_fd, F_UNLCK, true) != 0 && errno == EINTR) {
     }
   }
   return os::MutexUnLock(mutex);

@@ -9,16 +9,12 @@
 
 namespace kx::os {
 
-namespace {
-
-// Units of the time-out count added per poll, and the real sleep between polls.
-constexpr uint32_t kPollStep = 4;
-constexpr long kPollSleepNs = 1000 * 1000;
-
 void SleepOnePoll() {
-  timespec pause{0, kPollSleepNs};
+  timespec pause{0, 1000 * 1000};
   nanosleep(&pause, nullptr);
 }
+
+namespace {
 
 // The handle checks shared by every operation on a mutex.
 Status CheckHandle(const MutexHandle *mutex) {

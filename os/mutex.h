@@ -20,6 +20,11 @@ inline constexpr uint32_t kIpcKindMutex = 1;
 // Time-out that waits for ever; 0 tries once. Other values are milliseconds.
 inline constexpr uint32_t kWaitForever = 0xFFFFFFFFu;
 
+// The library's polling pace for bounded waits: each failed try sleeps 1 ms
+// and adds kPollStep to the count compared with the time-out.
+inline constexpr uint32_t kPollStep = 4;
+void SleepOnePoll();
+
 struct MutexHandle {
   uint32_t kind;     // kIpcKindMutex
   const char *name;  // the operating-system name; null for an unnamed mutex
