@@ -56,23 +56,30 @@ class IniEngine : public ::testing::Test {
 TEST_F(IniEngine, argument_rules) {
   char value[8];
   uint32_t size = sizeof value;
-  EXPECT_EQ(SMReadINIPathFileValue("s", "k", 1, nullptr, &size, nullptr, 0, path.c_str(), 1), 2u);
-  EXPECT_EQ(SMReadINIPathFileValue("s", "k", 1, value, nullptr, nullptr, 0, path.c_str(), 1), 2u);
-  EXPECT_EQ(SMReadINIPathFileValue("s", "k", 1, value, &size, nullptr, 0, nullptr, 1), 2u);
-  EXPECT_EQ(SMReadINIPathFileValue("s", "k", 1, value, &size, nullptr, 0, "", 1), 2u);
+  EXPECT_EQ(SMReadINIPathFileValue("s", "k", 1, nullptr, &size, nullptr, 0, path.c_str(), 1),
+            SM_STATUS_INVALID_ARGS);
+  EXPECT_EQ(SMReadINIPathFileValue("s", "k", 1, value, nullptr, nullptr, 0, path.c_str(), 1),
+            SM_STATUS_INVALID_ARGS);
+  EXPECT_EQ(SMReadINIPathFileValue("s", "k", 1, value, &size, nullptr, 0, nullptr, 1),
+            SM_STATUS_INVALID_ARGS);
+  EXPECT_EQ(SMReadINIPathFileValue("s", "k", 1, value, &size, nullptr, 0, "", 1),
+            SM_STATUS_INVALID_ARGS);
   size = 0;
-  EXPECT_EQ(SMReadINIPathFileValue("s", "k", 1, value, &size, nullptr, 0, path.c_str(), 1), 2u);
+  EXPECT_EQ(SMReadINIPathFileValue("s", "k", 1, value, &size, nullptr, 0, path.c_str(), 1),
+            SM_STATUS_INVALID_ARGS);
   size = 1;
-  EXPECT_EQ(SMReadINIPathFileValue(nullptr, "k", 1, value, &size, nullptr, 0, path.c_str(), 1), 2u);
+  EXPECT_EQ(SMReadINIPathFileValue(nullptr, "k", 1, value, &size, nullptr, 0, path.c_str(), 1),
+            SM_STATUS_INVALID_ARGS);
   size = 8;
-  EXPECT_EQ(SMReadINIPathFileValue("s", nullptr, 5, value, &size, nullptr, 0, path.c_str(), 1), 2u);
-  EXPECT_EQ(Set(nullptr, "k", "v"), 2u);
-  EXPECT_EQ(SMWriteINIPathFileValue("s", "k", 1, "v", 2, "", 1), 2u);
-  EXPECT_EQ(SMWriteINIPathFileValue("s", "k", 1, "v", 2, nullptr, 1), 2u);
-  EXPECT_EQ(Set("s", "k", "v", sandbox.Path("dir/")), 2u);
+  EXPECT_EQ(SMReadINIPathFileValue("s", nullptr, 5, value, &size, nullptr, 0, path.c_str(), 1),
+            SM_STATUS_INVALID_ARGS);
+  EXPECT_EQ(Set(nullptr, "k", "v"), SM_STATUS_INVALID_ARGS);
+  EXPECT_EQ(SMWriteINIPathFileValue("s", "k", 1, "v", 2, "", 1), SM_STATUS_INVALID_ARGS);
+  EXPECT_EQ(SMWriteINIPathFileValue("s", "k", 1, "v", 2, nullptr, 1), SM_STATUS_INVALID_ARGS);
+  EXPECT_EQ(Set("s", "k", "v", sandbox.Path("dir/")), SM_STATUS_INVALID_ARGS);
   const std::string name255(255, 'n'), name256(256, 'n');
-  EXPECT_EQ(Set(name256.c_str(), "k", "v"), 2u);
-  EXPECT_EQ(Set("s", name256.c_str(), "v"), 2u);
+  EXPECT_EQ(Set(name256.c_str(), "k", "v"), SM_STATUS_INVALID_ARGS);
+  EXPECT_EQ(Set("s", name256.c_str(), "v"), SM_STATUS_INVALID_ARGS);
   EXPECT_EQ(Set(name255.c_str(), name255.c_str(), "v"), 0u);
   EXPECT_EQ(Get(name255.c_str(), name255.c_str()), "v");
   SMStatus status;
@@ -135,9 +142,10 @@ TEST(IniWithoutRegistry, no_lock_can_be_made) {
   WriteFile(path, "[s]\nk=v\n");
   char value[8];
   uint32_t size = sizeof value;
-  EXPECT_EQ(SMReadINIPathFileValue("s", "k", 1, value, &size, "d", 2, path.c_str(), 1), 272u);
+  EXPECT_EQ(SMReadINIPathFileValue("s", "k", 1, value, &size, "d", 2, path.c_str(), 1),
+            SM_STATUS_NO_MEMORY);
   EXPECT_STREQ(value, "d");
-  EXPECT_EQ(SMWriteINIPathFileValue("s", "k", 1, "w", 2, path.c_str(), 1), 272u);
+  EXPECT_EQ(SMWriteINIPathFileValue("s", "k", 1, "w", 2, path.c_str(), 1), SM_STATUS_NO_MEMORY);
   EXPECT_EQ(ReadFile(path), "[s]\nk=v\n");
   fs::remove_all(dir);
 }
@@ -181,8 +189,8 @@ TEST_F(IniEngine, directories_permissions_and_leftovers) {
   EXPECT_EQ(ReadFile(path), "[s]\n");
   ASSERT_EQ(Set("s", nullptr, nullptr), 0u);
   EXPECT_EQ(ReadFile(path), "");
-  EXPECT_EQ(Set("s", nullptr, nullptr), 264u);
-  EXPECT_EQ(Set("s", "k", nullptr, sandbox.Path("none.ini")), 264u);
+  EXPECT_EQ(Set("s", nullptr, nullptr), SM_STATUS_BAD_VALUE);
+  EXPECT_EQ(Set("s", "k", nullptr, sandbox.Path("none.ini")), SM_STATUS_BAD_VALUE);
 }
 
 TEST_F(IniEngine, writes_through_a_link_keep_the_link) {
@@ -225,8 +233,10 @@ TEST_F(IniEngine, file_name_form_under_the_product_ini_directory) {
   const std::string fits(256 - 6 - (product.size() + 1), 'n');
   const std::string too_long = fits + "n";
   size = sizeof value;
-  EXPECT_EQ(SMReadINIFileValue("s", "k", 1, value, &size, nullptr, 0, fits.c_str(), 1), 260u);
-  EXPECT_EQ(SMReadINIFileValue("s", "k", 1, value, &size, nullptr, 0, too_long.c_str(), 1), 16u);
+  EXPECT_EQ(SMReadINIFileValue("s", "k", 1, value, &size, nullptr, 0, fits.c_str(), 1),
+            SM_STATUS_FILE_OPEN_FAILED);
+  EXPECT_EQ(SMReadINIFileValue("s", "k", 1, value, &size, nullptr, 0, too_long.c_str(), 1),
+            SM_STATUS_BUFFER_TOO_SMALL);
 }
 
 TEST_F(IniEngine, utf8_read_grows_once_and_returns_defaults) {
@@ -275,9 +285,9 @@ TEST_F(IniEngine, enumerations_single_and_multiple) {
 TEST_F(IniEngine, temporary_names_differ_between_forked_processes) {
   char name[9];
   uint32_t size = 8;
-  EXPECT_EQ(SMGetTmpFile(sandbox.dir().c_str(), name, &size), 16u);
+  EXPECT_EQ(SMGetTmpFile(sandbox.dir().c_str(), name, &size), SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 9u);
-  EXPECT_EQ(SMGetTmpFile(nullptr, name, &size), 2u);
+  EXPECT_EQ(SMGetTmpFile(nullptr, name, &size), SM_STATUS_INVALID_ARGS);
   ASSERT_EQ(SMGetTmpFile(sandbox.dir().c_str(), name, &size), 0u);
   EXPECT_EQ(size, 9u);
   EXPECT_EQ(strspn(name, "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"), 8u);
@@ -323,8 +333,9 @@ TEST_F(IniEngine, a_held_lock_fails_one_try_and_waits_otherwise) {
   ASSERT_EQ(byte, 'y');
   char value[8];
   uint32_t size = sizeof value;
-  EXPECT_EQ(SMReadINIPathFileValue("s", "k", 1, value, &size, nullptr, 0, path.c_str(), 0), 3u);
-  EXPECT_EQ(SMWriteINIPathFileValue("s", "k", 1, "2", 2, path.c_str(), 2), 3u);
+  EXPECT_EQ(SMReadINIPathFileValue("s", "k", 1, value, &size, nullptr, 0, path.c_str(), 0),
+            SM_STATUS_TIMEOUT);
+  EXPECT_EQ(SMWriteINIPathFileValue("s", "k", 1, "2", 2, path.c_str(), 2), SM_STATUS_TIMEOUT);
   ASSERT_EQ(write(release[1], &byte, 1), 1);
   EXPECT_EQ(Set("s", "k", "3"), 0u);  // waits for the holder to finish
   int status = 0;

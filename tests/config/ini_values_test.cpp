@@ -121,17 +121,17 @@ TEST_F(IniValues, booleans_and_ucs2_strings) {
   EXPECT_EQ(size, sizeof text);
   EXPECT_EQ(std::memcmp(back, text, sizeof text), 0);
   const uint16_t unterminated[] = {'a', 'b'};
-  EXPECT_EQ(Write(2, unterminated, sizeof unterminated), 264u);
-  EXPECT_EQ(Write(2, text, sizeof text - 2), 264u);
+  EXPECT_EQ(Write(2, unterminated, sizeof unterminated), SM_STATUS_BAD_VALUE);
+  EXPECT_EQ(Write(2, text, sizeof text - 2), SM_STATUS_BAD_VALUE);
   // Past 2,048 bytes a string is refused; below, its stored text must still
   // fit the 8,193-byte value, which 819 code units (1,638 bytes) do.
   std::vector<uint16_t> big(1025, 'x');
   big.back() = 0;
-  EXPECT_EQ(Write(2, big.data(), 2050), 264u);
+  EXPECT_EQ(Write(2, big.data(), 2050), SM_STATUS_BAD_VALUE);
   big[1023] = 0;
-  EXPECT_EQ(Write(2, big.data(), 2048), 264u);
+  EXPECT_EQ(Write(2, big.data(), 2048), SM_STATUS_BAD_VALUE);
   big[819] = 0;
-  EXPECT_EQ(Write(2, big.data(), 1640), 264u);
+  EXPECT_EQ(Write(2, big.data(), 1640), SM_STATUS_BAD_VALUE);
   big[818] = 0;
   EXPECT_EQ(Write(2, big.data(), 1638), 0u);
 }
@@ -186,7 +186,7 @@ TEST_F(IniValues, stored_texts_read_as_each_type) {
   ASSERT_EQ(Read(9, &d, &size), 0u);
   EXPECT_EQ(d, 1500.0);
   Store("x1");
-  EXPECT_EQ(Read(9, &d, &size), 264u);
+  EXPECT_EQ(Read(9, &d, &size), SM_STATUS_BAD_VALUE);
 }
 
 TEST_F(IniValues, size_rules_of_reads_and_writes) {
@@ -200,26 +200,26 @@ TEST_F(IniValues, size_rules_of_reads_and_writes) {
     EXPECT_EQ(size, widths[type]);
   }
   for (uint32_t type : {0u, 10u, 0x101u}) {
-    EXPECT_EQ(Write(type, &value, 8), 2u);
+    EXPECT_EQ(Write(type, &value, 8), SM_STATUS_INVALID_ARGS);
     uint32_t size = 8;
-    EXPECT_EQ(Read(type, &value, &size), 2u);
+    EXPECT_EQ(Read(type, &value, &size), SM_STATUS_INVALID_ARGS);
   }
-  EXPECT_EQ(Write(1, "abc", 3), 264u);
-  EXPECT_EQ(Write(1, "abc", 5), 264u);
-  EXPECT_EQ(Write(1, nullptr, 4), 264u);
+  EXPECT_EQ(Write(1, "abc", 3), SM_STATUS_BAD_VALUE);
+  EXPECT_EQ(Write(1, "abc", 5), SM_STATUS_BAD_VALUE);
+  EXPECT_EQ(Write(1, nullptr, 4), SM_STATUS_BAD_VALUE);
   std::string longest(8192, 'x');
   EXPECT_EQ(Write(1, longest.c_str(), 8193), 0u);
   longest += 'x';
-  EXPECT_EQ(Write(1, longest.c_str(), 8194), 264u);
+  EXPECT_EQ(Write(1, longest.c_str(), 8194), SM_STATUS_BAD_VALUE);
   std::vector<uint8_t> bytes(1638, 0xAB);
   EXPECT_EQ(Write(3, bytes.data(), 1638), 0u);
   bytes.push_back(1);
-  EXPECT_EQ(Write(3, bytes.data(), 1639), 264u);
+  EXPECT_EQ(Write(3, bytes.data(), 1639), SM_STATUS_BAD_VALUE);
   // A byte array that does not fit the caller's room reports the size needed.
   bytes.pop_back();
   uint32_t size = 100;
   std::vector<uint8_t> back(100);
-  EXPECT_EQ(Read(3, back.data(), &size), 16u);
+  EXPECT_EQ(Read(3, back.data(), &size), SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 1638u);
 }
 
@@ -227,25 +227,26 @@ TEST_F(IniValues, defaults_stand_in_and_the_status_says_so) {
   kxtest::WriteFile(path, "[s]\nother=1\n");
   char text[4] = "xyz";
   uint32_t size = sizeof text;
-  EXPECT_EQ(Read(1, text, &size, "default", 8), 263u);
+  EXPECT_EQ(Read(1, text, &size, "default", 8), SM_STATUS_ENTRY_NOT_FOUND);
   EXPECT_EQ(size, 4u);
   EXPECT_STREQ(text, "def");
   size = sizeof text;
-  EXPECT_EQ(Read(1, text, &size), 263u);
+  EXPECT_EQ(Read(1, text, &size), SM_STATUS_ENTRY_NOT_FOUND);
   EXPECT_EQ(size, 0u);
   EXPECT_STREQ(text, "");
   const uint32_t fallback = 77;
   uint32_t number = 0;
   size = 4;
-  EXPECT_EQ(Read(5, &number, &size, &fallback, 4), 263u);
+  EXPECT_EQ(Read(5, &number, &size, &fallback, 4), SM_STATUS_ENTRY_NOT_FOUND);
   EXPECT_EQ(number, 77u);
   EXPECT_EQ(size, 4u);
   size = 4;
-  EXPECT_EQ(Read(5, &number, &size, &fallback, 2), 263u);  // default narrower than the type
+  EXPECT_EQ(Read(5, &number, &size, &fallback, 2),
+            SM_STATUS_ENTRY_NOT_FOUND);  // default narrower than the type
   EXPECT_EQ(size, 0u);
   kxtest::WriteFile(path, "[s]\nk=many\n");
   size = 4;
-  EXPECT_EQ(Read(5, &number, &size, &fallback, 4), 264u);
+  EXPECT_EQ(Read(5, &number, &size, &fallback, 4), SM_STATUS_BAD_VALUE);
   EXPECT_EQ(size, 4u);
   EXPECT_EQ(number, 77u);
   const uint8_t bytes[] = {1, 2, 3};

@@ -90,7 +90,8 @@ std::string PathOf(int32_t product, uint32_t type, SMStatus *status) {
   if (*status != SM_STATUS_SUCCESS) return "";
   std::string path(size, '?');
   uint32_t small = size - 1;
-  EXPECT_EQ(SMGetPathByProductIDandType(product, type, path.data(), &small), 16u);
+  EXPECT_EQ(SMGetPathByProductIDandType(product, type, path.data(), &small),
+            SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(small, size);
   EXPECT_EQ(path[0], '\0');  // the buffer is emptied first
   *status = SMGetPathByProductIDandType(product, type, path.data(), &size);
@@ -119,12 +120,12 @@ TEST(RegistryCache, types_default_to_the_install_path_and_must_exist) {
   for (uint32_t type : {4u, 16u, 64u, 128u}) EXPECT_EQ(PathOf(35, type, &status), install);
   uint32_t size = 99;
   char buffer[256];
-  EXPECT_EQ(SMGetPathByProductIDandType(33, 2, buffer, &size), 257u);
+  EXPECT_EQ(SMGetPathByProductIDandType(33, 2, buffer, &size), SM_STATUS_OS_FAILURE);
   EXPECT_EQ(size, 0u);
   size = sizeof buffer;
-  EXPECT_EQ(SMGetPathByProductIDandType(35, 1, buffer, &size), 271u);
-  EXPECT_EQ(SMGetPathByProductIDandType(12, 2, buffer, &size), 256u);
-  EXPECT_EQ(SMGetPathByProductIDandType(88, 2, buffer, &size), 256u);
+  EXPECT_EQ(SMGetPathByProductIDandType(35, 1, buffer, &size), SM_STATUS_INVALID_PARAMETER);
+  EXPECT_EQ(SMGetPathByProductIDandType(12, 2, buffer, &size), SM_STATUS_NOT_AVAILABLE);
+  EXPECT_EQ(SMGetPathByProductIDandType(88, 2, buffer, &size), SM_STATUS_NOT_AVAILABLE);
   size = sizeof buffer;
   ASSERT_EQ(SMGetInstallPath(buffer, &size), 0u);
   EXPECT_EQ(std::string(buffer), install);
@@ -207,13 +208,13 @@ TEST(RegistryExpand, token_in_any_case_becomes_the_product_minus_one_path) {
             16u);
   EXPECT_EQ(size, expected.size() + 1);
   size = 4;
-  EXPECT_EQ(SMExpandVqInstallPathString("plain", buffer, &size), 16u);
+  EXPECT_EQ(SMExpandVqInstallPathString("plain", buffer, &size), SM_STATUS_BUFFER_TOO_SMALL);
   EXPECT_EQ(size, 6u);
   size = 6;
   ASSERT_EQ(SMExpandVqInstallPathString("plain", buffer, &size), 0u);
   EXPECT_STREQ(buffer, "plain");
   size = sizeof buffer;
-  EXPECT_EQ(SMExpandVqInstallPathString(nullptr, buffer, &size), 271u);
+  EXPECT_EQ(SMExpandVqInstallPathString(nullptr, buffer, &size), SM_STATUS_INVALID_PARAMETER);
   EXPECT_EQ(size, 0u);
   size = sizeof buffer;
   EXPECT_EQ(SMExpandVqInstallPathString(std::string(255, 'a').c_str(), buffer, &size), 0xFFFFFFFFu);
