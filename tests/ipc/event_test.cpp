@@ -42,38 +42,13 @@ class Event : public ::testing::TestWithParam<EventKind> {
   IpcSandbox sandbox_;
 };
 
-TEST_P(Event, edge_cases) {
-  void *event = Make(0);
-  ASSERT_NE(event, nullptr);
-  // A test once on a non-signalled event times out at once.
-  EXPECT_EQ(SMEventWait(event, 0), SM_STATUS_TIMEOUT);
-  EXPECT_EQ(SMEventWait(event, 20), SM_STATUS_TIMEOUT);
-  // Three sets, then waits.
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(SMEventSet(event), SM_STATUS_SUCCESS);
-  EXPECT_EQ(ValueOf(event), 3);  // not capped
-  EXPECT_EQ(SMEventWait(event, 0), SM_STATUS_SUCCESS);
-  if (manual()) {
-    for (int i = 0; i < 5; ++i) EXPECT_EQ(SMEventWait(event, 0), SM_STATUS_SUCCESS);
-    EXPECT_EQ(SMEventReset(event), SM_STATUS_SUCCESS);
-  }
-  EXPECT_EQ(ValueOf(event), 0);
-  EXPECT_EQ(SMEventWait(event, 0), SM_STATUS_TIMEOUT);
-  // A pulse on a non-signalled event leaves it non-signalled.
-  EXPECT_EQ(SMEventPulse(event), SM_STATUS_SUCCESS);
-  EXPECT_EQ(ValueOf(event), 0);
-  // A pulse on a signalled event only resets it.
-  EXPECT_EQ(SMEventSet(event), SM_STATUS_SUCCESS);
-  EXPECT_EQ(SMEventSet(event), SM_STATUS_SUCCESS);
-  EXPECT_EQ(SMEventPulse(event), SM_STATUS_SUCCESS);
-  EXPECT_EQ(ValueOf(event), 0);
-  SMEventDestroy(event);
-  // An initial value signals from the start.
-  event = Make(1);
-  ASSERT_NE(event, nullptr);
-  EXPECT_EQ(SMEventWait(event, 0), SM_STATUS_SUCCESS);
-  EXPECT_EQ(SMEventWait(event, 0), manual() ? SM_STATUS_SUCCESS : SM_STATUS_TIMEOUT);
-  SMEventDestroy(event);
+TEST_P(Event, starts_at_its_initial_value_below_the_count_limit) {
   EXPECT_EQ(Make(32768), nullptr);
+  void *event = Make(1);
+  ASSERT_NE(event, nullptr);
+  EXPECT_EQ(SMEventWait(event, 0), SM_STATUS_SUCCESS);
+  EXPECT_EQ(SMEventWait(event, 20), manual() ? SM_STATUS_SUCCESS : SM_STATUS_TIMEOUT);
+  SMEventDestroy(event);
 }
 
 // Random operations against a model: set adds one; reset and pulse end at
@@ -108,22 +83,6 @@ TEST_P(Event, follows_the_model_of_its_value) {
   SMEventDestroy(event);
 }
 
-TEST_P(Event, bad_handles_are_refused) {
-  EXPECT_EQ(SMEventWait(nullptr, 0), SM_STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(SMEventSet(nullptr), SM_STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(SMEventReset(nullptr), SM_STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(SMEventPulse(nullptr), SM_STATUS_INVALID_PARAMETER);
-  void *semaphore = SMSemaphoreCreate(nullptr, 1);
-  EXPECT_EQ(SMEventWait(semaphore, 0), SM_STATUS_OS_FAILURE);
-  EXPECT_EQ(SMEventSet(semaphore), SM_STATUS_OS_FAILURE);
-  EXPECT_EQ(SMEventReset(semaphore), SM_STATUS_OS_FAILURE);
-  EXPECT_EQ(SMEventPulse(semaphore), SM_STATUS_OS_FAILURE);
-  SMEventDestroy(semaphore);  // ignored
-  EXPECT_EQ(SMSemaphoreAcquireWait(semaphore, 0), SM_STATUS_SUCCESS);
-  SMSemaphoreDestroy(semaphore);
-  SMEventDestroy(nullptr);
-}
-
 INSTANTIATE_TEST_SUITE_P(Kinds, Event,
                          ::testing::Values(EventKind{false, 0}, EventKind{false, 1},
                                            EventKind{true, 0}, EventKind{true, 1}),
@@ -136,29 +95,30 @@ INSTANTIATE_TEST_SUITE_P(Kinds, Event,
 // a waiter here; the opened handle never removes the set.
 TEST(NamedEvent, opened_in_another_process_with_its_reset_mode) {
   IpcSandbox sandbox;
-  EXPECT_EQ(SMEventOpen("door"), nullptr);
-  EXPECT_EQ(SMEventOpen(nullptr), nullptr);
   void *automatic = SMEventCreate("door", 0, 0);
   void *manual = SMEventCreate("gate", 1, 0);
   ASSERT_NE(automatic, nullptr);
   ASSERT_NE(manual, nullptr);
   Channel opened;
   const pid_t child = Spawn([&] {
-    void *door = SMEventOpen("door");
-    void *gate = SMEventOpen("gate");
-    if (door == nullptr || gate == nullptr) return 1;
-    if (static_cast<kx::ipc::EventHandle *>(door)->manual_reset != 0 ||
-        static_cast<kx::ipc::EventHandle *>(gate)->manual_reset != 1) {
-      return 2;
-    }
-    opened.Send();
+    auto *door = static_cast<kx::ipc::EventHandle *>(SMEventOpen("door"));
+    auto *gate = static_cast<kx::ipc::EventHandle *>(SMEventOpen("gate"));
+    const bool ok = door && gate && door->manual_reset == 0 && gate->manual_reset == 1;
+    opened.Send(ok ? '.' : 'x');  // a failure must not leave this process waiting
+    if (!ok) return 1;
     if (SMEventWait(door, SM_WAIT_FOREVER) != SM_STATUS_SUCCESS) return 3;
     if (SMEventSet(gate) != SM_STATUS_SUCCESS) return 4;
     SMEventDestroy(door);
     SMEventDestroy(gate);
     return 0;
   });
-  ASSERT_EQ(opened.Receive(), '.');
+  if (opened.Receive() != '.') {
+    ADD_FAILURE() << "the other process did not open both events with their modes";
+    EXPECT_EQ(Reap(child), 1);
+    SMEventDestroy(manual);
+    SMEventDestroy(automatic);
+    return;
+  }
   EXPECT_EQ(SMEventSet(automatic), SM_STATUS_SUCCESS);
   EXPECT_EQ(SMEventWait(manual, 60000), SM_STATUS_SUCCESS);
   EXPECT_EQ(Reap(child), 0);

@@ -2,7 +2,6 @@
 #include "ipc_sandbox.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <stdlib.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
@@ -15,6 +14,7 @@
 #include <fstream>
 #include <mutex>
 #include <random>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -28,8 +28,7 @@ namespace {
 // Everything any sandbox of this process gave out, for the final check.
 struct RunRecord {
   std::mutex lock;
-  std::set<int32_t> keys;
-  std::set<int> set_ids;
+  std::set<int64_t> keys;  // named objects' keys; unnamed sets as -1 - id
   std::vector<std::string> dirs;
 };
 RunRecord &Record() {
@@ -43,81 +42,72 @@ void UnloadLibrary() {
   while (library.attach_count() > 0) library.Detach();
 }
 
-// The sections of an INI text as ordered (key, value) pairs, read here
-// independently of the library's engine.
-std::vector<std::pair<std::string, std::string>> SectionEntries(const std::string &text,
-                                                                const std::string &section) {
-  std::vector<std::pair<std::string, std::string>> entries;
-  std::istringstream in(text);
-  std::string line;
-  bool inside = false;
+// What a key registry gave out, read independently of the library's INI
+// engine: the keys of the name section and of the numeric section (but the
+// seed), and the unnamed sets of "Semaphore List" as -1 - identifier.
+std::set<int64_t> GivenOut(const std::string &key_registry) {
+  std::set<int64_t> given;
+  std::istringstream in(ReadFile(key_registry));
+  std::string line, section;
+  std::smatch match;
+  static const std::regex entry("([^=]+)=(.*)");
+  // A decimal key of 32 bits; -1 otherwise.
+  auto number = [](const std::string &text) -> int64_t {
+    static const std::regex digits("[0-9]{1,10}");
+    if (!std::regex_match(text, digits) || std::stoull(text) > UINT32_MAX) return -1;
+    return static_cast<int64_t>(std::stoull(text));
+  };
   while (std::getline(in, line)) {
-    if (!line.empty() && line[0] == '[') {
-      inside = line == "[" + section + "]";
-      continue;
-    }
-    const size_t equals = line.find('=');
-    if (inside && equals != std::string::npos) {
-      entries.emplace_back(line.substr(0, equals), line.substr(equals + 1));
+    if (!line.empty() && line[0] == '[') section = line;
+    if (!std::regex_match(line, match, entry)) continue;
+    const std::string key = match[1], value = match[2];
+    if (section == "[Unique String Name Key Section]" && number(value) >= 0) {
+      given.insert(number(value));
+    } else if (section == "[Unique Numeric Value Key Section]" && value != "sandbox seed" &&
+               number(key) >= 0) {
+      given.insert(number(key));
+    } else if (section == "[Semaphore List]" && number(key) >= 0) {
+      given.insert(-1 - number(key));
     }
   }
-  return entries;
+  return given;
 }
 
-bool ParseNumber(const std::string &text, uint64_t *value) {
-  if (text.empty() || text.size() > 19) return false;
-  for (char c : text) {
-    if (c < '0' || c > '9') return false;
-  }
-  *value = std::stoull(text);
-  return true;
-}
-
-std::string Describe(const SysvObject &object) {
-  std::ostringstream out;
-  out << (object.is_segment ? "segment" : "semaphore set") << " id " << object.id << " key "
-      << static_cast<uint32_t>(object.key);
-  return out.str();
-}
-
-bool RemoveObject(const SysvObject &object) {
-  return object.is_segment ? shmctl(object.id, IPC_RMID, nullptr) == 0
-                           : semctl(object.id, 0, IPC_RMID) == 0;
-}
-
-// Removes the objects among `objects` that carry one of `keys` or are
-// unnamed sets listed in `set_ids`; their descriptions.
-std::string RemoveMatching(const std::vector<SysvObject> &objects, const std::set<int32_t> &keys,
-                           const std::set<int> &set_ids) {
+// Removes the objects among `objects` that `given` names; their descriptions.
+std::string RemoveGivenOut(const std::vector<SysvObject> &objects, const std::set<int64_t> &given) {
   std::string found;
   for (const SysvObject &object : objects) {
-    const bool ours = (object.key != 0 && keys.count(object.key) != 0) ||
-                      (object.key == 0 && !object.is_segment && set_ids.count(object.id) != 0);
+    const bool ours = object.key != 0 ? given.count(static_cast<uint32_t>(object.key)) != 0
+                                      : !object.is_segment && given.count(-1 - object.id) != 0;
     if (!ours) continue;
-    found += Describe(object) + (RemoveObject(object) ? "" : " (could not be removed)") + "\n";
+    const bool removed = object.is_segment ? shmctl(object.id, IPC_RMID, nullptr) == 0
+                                           : semctl(object.id, 0, IPC_RMID) == 0;
+    found += (object.is_segment ? "segment id " : "semaphore set id ") + std::to_string(object.id) +
+             " key " + std::to_string(static_cast<uint32_t>(object.key)) +
+             (removed ? "\n" : " (could not be removed)\n");
   }
   return found;
 }
 
 // Checks, once every test of the program has run, that no System V object
-// of any sandbox remains and that the sandbox directories are gone.
+// that appeared during the run under a sandbox's keys remains and that the
+// sandbox directories are gone.
 class LeftoverCheck : public ::testing::Environment {
  public:
   void SetUp() override { before_ = ListSysvObjects(); }
   void TearDown() override {
-    RunRecord &record = Record();
-    std::lock_guard<std::mutex> hold(record.lock);
-    // Only objects that appeared during the run count.
+    std::lock_guard<std::mutex> hold(Record().lock);
     std::vector<SysvObject> appeared;
     for (const SysvObject &object : ListSysvObjects()) {
-      const bool old = std::any_of(before_.begin(), before_.end(), [&](const SysvObject &seen) {
-        return seen.is_segment == object.is_segment && seen.id == object.id;
-      });
-      if (!old) appeared.push_back(object);
+      if (std::none_of(before_.begin(), before_.end(), [&](const SysvObject &seen) {
+            return seen.is_segment == object.is_segment && seen.id == object.id;
+          })) {
+        appeared.push_back(object);
+      }
     }
-    const std::string left = RemoveMatching(appeared, record.keys, record.set_ids);
-    EXPECT_EQ(left, "") << "System V objects outlived their sandboxes";
-    for (const std::string &dir : record.dirs) {
+    EXPECT_EQ(RemoveGivenOut(appeared, Record().keys), "")
+        << "System V objects outlived their sandboxes";
+    for (const std::string &dir : Record().dirs) {
       EXPECT_FALSE(std::filesystem::exists(dir)) << dir << " was left behind";
     }
   }
@@ -140,10 +130,9 @@ IpcSandbox::IpcSandbox(Seed seed, const std::string &data_dir) {
   WriteFile(registry, "mernex.vardatapath=" + data_dir_ + "\n");
   if (seed == kSeeded) {
     // A random base, 65536 keys apart from any other sandbox's.
-    std::random_device entropy;
-    seed_key_ = 0x10000000u + (entropy() % 0x6000u) * 0x10000u;
+    const uint32_t seed_key = 0x10000000u + (std::random_device{}() % 0x6000u) * 0x10000u;
     std::filesystem::create_directories(IpcDir());
-    WriteFile(KeyRegistry(), "[Unique Numeric Value Key Section]\n" + std::to_string(seed_key_) +
+    WriteFile(KeyRegistry(), "[Unique Numeric Value Key Section]\n" + std::to_string(seed_key) +
                                  "=sandbox seed\n");
   }
   setenv("KXSUPT_REGISTRY_FILE", registry.c_str(), 1);
@@ -153,13 +142,11 @@ IpcSandbox::IpcSandbox(Seed seed, const std::string &data_dir) {
 }
 
 IpcSandbox::~IpcSandbox() {
-  const std::string left = RemoveLeftovers();
-  EXPECT_EQ(left, "") << "the test left System V objects behind";
+  const std::set<int64_t> given = GivenOut(KeyRegistry());
+  EXPECT_EQ(RemoveGivenOut(ListSysvObjects(), given), "") << "the test left System V objects";
   {
     std::lock_guard<std::mutex> hold(Record().lock);
-    for (uint32_t key : RegistryKeys(KeyRegistry()))
-      Record().keys.insert(static_cast<int32_t>(key));
-    for (int id : RegistrySetIds(KeyRegistry())) Record().set_ids.insert(id);
+    Record().keys.insert(given.begin(), given.end());
   }
   UnloadLibrary();
   unsetenv("KXSUPT_REGISTRY_FILE");
@@ -172,48 +159,18 @@ bool IpcSandbox::Reload() const {
   return kx::frame::Library().Load() == 1;
 }
 
-std::string IpcSandbox::RemoveLeftovers() const {
-  std::set<int32_t> keys;
-  for (uint32_t key : RegistryKeys(KeyRegistry())) keys.insert(static_cast<int32_t>(key));
-  const std::vector<int> ids = RegistrySetIds(KeyRegistry());
-  return RemoveMatching(ListSysvObjects(), keys, std::set<int>(ids.begin(), ids.end()));
-}
-
-std::vector<uint32_t> RegistryKeys(const std::string &key_registry) {
-  const std::string text = ReadFile(key_registry);
-  std::set<uint32_t> keys;
-  uint64_t value = 0;
-  for (const auto &[name, key] : SectionEntries(text, "Unique String Name Key Section")) {
-    if (ParseNumber(key, &value) && value <= UINT32_MAX) keys.insert(static_cast<uint32_t>(value));
-  }
-  for (const auto &[key, name] : SectionEntries(text, "Unique Numeric Value Key Section")) {
-    if (name != "sandbox seed" && ParseNumber(key, &value) && value <= UINT32_MAX) {
-      keys.insert(static_cast<uint32_t>(value));
-    }
-  }
-  return {keys.begin(), keys.end()};
-}
-
-std::vector<int> RegistrySetIds(const std::string &key_registry) {
-  std::vector<int> ids;
-  uint64_t value = 0;
-  for (const auto &[id, pid] : SectionEntries(ReadFile(key_registry), "Semaphore List")) {
-    if (ParseNumber(id, &value) && value <= INT32_MAX) ids.push_back(static_cast<int>(value));
-  }
-  return ids;
-}
-
 std::vector<SysvObject> ListSysvObjects() {
   std::vector<SysvObject> objects;
   for (bool segment : {false, true}) {
     std::ifstream in(segment ? "/proc/sysvipc/shm" : "/proc/sysvipc/sem");
     std::string line;
     std::getline(in, line);  // the column titles
+    int64_t key = 0;
+    int id = 0;
     while (std::getline(in, line)) {
-      std::istringstream fields(line);
-      int64_t key = 0;
-      int id = 0;
-      if (fields >> key >> id) objects.push_back({segment, static_cast<int32_t>(key), id});
+      if (std::istringstream(line) >> key >> id) {
+        objects.push_back({segment, static_cast<int32_t>(key), id});
+      }
     }
   }
   return objects;
@@ -231,8 +188,7 @@ int Reap(pid_t pid) {
     if (errno != EINTR) return -1;
   }
   if (WIFEXITED(status)) return WEXITSTATUS(status);
-  if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
-  return -1;
+  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : -1;
 }
 
 Channel::Channel() {

@@ -2,17 +2,15 @@
 // directory with a product registry (named by KXSUPT_REGISTRY_FILE) whose
 // "mernex.vardatapath" points inside it, so the key registry and every lock
 // file land there; the library is reloaded over it. System V objects are
-// machine-wide, and every key registry starts at the same key, so a sandbox
-// seeds its key registry with a random large key: the keys it hands out
-// then do not meet those of a test running beside it.
+// machine-wide, so a sandbox seeds its key registry with a random large key:
+// its keys then do not meet those of a test running beside it.
 //
-// When a sandbox ends it looks for System V objects left behind under the
-// keys its registry gave out (and the unnamed sets it lists): each one is a
-// test failure, and is removed so that the machine stays clean. A global
-// environment checks at the end that no such object exists and that every
-// sandbox directory is gone.
+// A sandbox that ends with System V objects of its keys (or of the unnamed
+// sets it lists) still alive fails the test and removes them; a global check
+// at the end of the program looks again and checks every directory is gone.
 #pragma once
 
+#include <openssl/evp.h>
 #include <sys/types.h>
 
 #include <cstdint>
@@ -35,26 +33,15 @@ class IpcSandbox {
   std::string DataDir() const { return data_dir_; }
   std::string IpcDir() const { return data_dir_ + "/.ipc"; }
   std::string KeyRegistry() const { return IpcDir() + "/.lxsuptIPCini"; }
-  // The key the seed entry holds; keys given out start one above it.
-  uint32_t seed_key() const { return seed_key_; }
 
   // Unloads and loads the library over the sandbox's registry; true when the
   // modules came up.
   bool Reload() const;
-  // Removes every System V object under this sandbox's keys and listed sets
-  // and returns a description of each, "" when there were none.
-  std::string RemoveLeftovers() const;
 
  private:
   std::string dir_;
   std::string data_dir_;
-  uint32_t seed_key_ = 0;
 };
-
-// The keys (values of the name section) and unnamed set identifiers (keys
-// of "Semaphore List") of a key registry file.
-std::vector<uint32_t> RegistryKeys(const std::string &key_registry);
-std::vector<int> RegistrySetIds(const std::string &key_registry);
 
 // One System V object as /proc/sysvipc lists it.
 struct SysvObject {
@@ -64,8 +51,7 @@ struct SysvObject {
 };
 std::vector<SysvObject> ListSysvObjects();
 
-// Runs `body` in a forked child that ends with its result; the child never
-// returns into the test.
+// Runs `body` in a forked child that ends with its result.
 pid_t Spawn(const std::function<int()> &body);
 // Waits for a child: its exit status, 128 + signal when killed, -1 on error.
 int Reap(pid_t pid);
@@ -87,5 +73,19 @@ class Channel {
 
 std::string ReadFile(const std::string &path);
 void WriteFile(const std::string &path, const std::string &content);
+
+// A name's digest as an independent MD5 (OpenSSL's) computes it: the name
+// with its terminating zero, in upper-case hexadecimal.
+inline std::string NameDigest(const std::string &name) {
+  unsigned char digest[16];
+  unsigned int size = 0;
+  EVP_Digest(name.c_str(), name.size() + 1, digest, &size, EVP_md5(), nullptr);
+  std::string text;
+  for (unsigned char byte : digest) {
+    text += "0123456789ABCDEF"[byte >> 4];
+    text += "0123456789ABCDEF"[byte & 15];
+  }
+  return text;
+}
 
 }  // namespace ipctest

@@ -170,23 +170,10 @@ TEST(SemaphoreSet, only_lack_of_memory_and_the_limit_are_reported) {
   EXPECT_TRUE(log.Quiet());
 }
 
-// An unnamed set is listed under its identifier with its creator's process
-// id, and forgotten again.
-TEST(SemaphoreSet, unnamed_sets_are_listed_with_their_creator) {
-  IpcSandbox sandbox;
-  const int set_id = ipc::CreateSemaphoreSet(0, 1, 0, 5);
-  ASSERT_GT(set_id, 0);
-  EXPECT_EQ(semctl(set_id, 0, GETVAL), 5);
-  const std::string entry = std::to_string(set_id) + "=" + std::to_string(getpid()) + "\n";
-  EXPECT_NE(ReadFile(sandbox.KeyRegistry()).find("[Semaphore List]\n" + entry), std::string::npos);
-  ipc::ForgetSemaphoreSet(set_id);
-  EXPECT_EQ(ReadFile(sandbox.KeyRegistry()).find(entry), std::string::npos);
-  EXPECT_EQ(semctl(set_id, 0, IPC_RMID), 0);
-}
-
-// A process that made unnamed sets is killed; the next process that loads
-// the library removes its sets and their entries, and keeps the entries of
-// living processes and of sets that are already gone.
+// Unnamed sets are listed under their identifiers with their creators'
+// process ids. A process that made some is killed; the next process that
+// loads the library removes its sets and their entries, and keeps the
+// entries of living processes and of sets that are already gone.
 TEST(SemaphoreSet, sets_of_a_killed_process_are_removed_by_the_next_attach) {
   IpcSandbox sandbox;
   Channel made;
@@ -205,8 +192,9 @@ TEST(SemaphoreSet, sets_of_a_killed_process_are_removed_by_the_next_attach) {
   kill(victim, SIGKILL);
   ASSERT_EQ(Reap(victim), 128 + SIGKILL);
   ASSERT_TRUE(SetExists(dead_sets[0]) && SetExists(dead_sets[1]));
-  const int living_set = ipc::CreateSemaphoreSet(0, 1, 0, 0);
+  const int living_set = ipc::CreateSemaphoreSet(0, 1, 0, 5);
   ASSERT_GT(living_set, 0);
+  EXPECT_EQ(semctl(living_set, 0, GETVAL), 5);
   // An entry of a dead process whose set is already gone: nothing to remove.
   const std::string gone = "2147480000=99999999";
   std::string registry = ReadFile(sandbox.KeyRegistry());
@@ -225,6 +213,8 @@ TEST(SemaphoreSet, sets_of_a_killed_process_are_removed_by_the_next_attach) {
             std::string::npos);
   EXPECT_NE(registry.find(gone), std::string::npos);
   ipc::ForgetSemaphoreSet(living_set);
+  EXPECT_EQ(ReadFile(sandbox.KeyRegistry()).find(std::to_string(living_set) + "="),
+            std::string::npos);
   EXPECT_EQ(semctl(living_set, 0, IPC_RMID), 0);
 }
 
