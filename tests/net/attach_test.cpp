@@ -17,21 +17,10 @@
 #include <string>
 #include <vector>
 
-#include "frame/modules.h"
 #include "kxsupt/net.h"
 #include "net/module.h"
 
 namespace {
-
-TEST(NetworkAttach, network_step_follows_the_product_registry_and_install_paths) {
-  const auto chain = kx::frame::ModuleChain();
-  size_t at = 0;
-  while (at < chain.size() && std::strcmp(chain[at].name, "network addresses") != 0) ++at;
-  ASSERT_LT(at, chain.size());
-  EXPECT_TRUE(at == 1 || (at == 2 && std::strcmp(chain[1].name, "install paths") == 0));
-  EXPECT_EQ(chain[at].attach, &kx::net::NetworkAttach);
-  EXPECT_EQ(chain[at].detach, &kx::net::NetworkDetach);
-}
 
 TEST(NetworkAttach, every_function_answers_17_while_the_module_is_down_and_touches_nothing) {
   const bool was_up = kx::net::NetworkUp();
