@@ -1,6 +1,6 @@
-// The reference clock against the system clock, and the interval check: each
-// row of its table with chosen values, then random values (biased to the 2^32
-// and sign boundaries) against a model in signed 64-bit arithmetic.
+// The reference clock against the system clock, and the interval check
+// against a model in signed 64-bit arithmetic: rows worked by hand, then
+// random values biased to the 2^32 and sign boundaries.
 #include <gtest/gtest.h>
 
 #include <sys/time.h>
@@ -51,36 +51,31 @@ Check Model(uint64_t start, uint64_t current, uint64_t limit) {
   return {1, reported, over, over};
 }
 
-TEST(Clock, interval_check_table) {
+// Rows of the check's table, worked by hand, hold for the model and for the
+// library; then random values do.
+TEST(Clock, interval_check_matches_the_signed_model) {
   const uint64_t t0 = 1000;
   const struct {
     uint64_t current, limit;
     Check want;
   } rows[] = {
       {t0 + 5 * k32, kNone, {1, 5 * k32, 1, 0}},                // D >= 2^32, no limit
-      {t0 + 5 * k32, 4 * k32 + 7, {1, 5 * k32, 1, 1}},          // D >= 2^32, above the limit
       {t0 + 5 * k32 + 9, 5 * k32 + 8, {1, 5 * k32 + 9, 1, 1}},  // low halves decide
       {t0 + 5 * k32, 5 * k32, {1, 5 * k32, 0, 0}},              // D >= 2^32, otherwise
       {t0 + k32, kTop, {1, k32, 1, 1}},                         // signed high half of the limit
-      {t0 + 250, kNone, {1, 250, 1, 0}},                        // small D, no limit
       {t0 + 250, 249, {1, 250, 1, 1}},                          // small D above the limit
-      {t0 + 250, 250, {1, 250, 0, 0}},                          // small D, otherwise
       {t0 + 250, 0x80000000u, {1, 250, 0, 0}},                  // unsigned low half of the limit
-      {t0, kNone, {1, 0, 0, 0}},                                // D = 0, no limit
       {t0 - 1, kNone, {1, 0, 0, 0}},                            // clock went back, no limit
       {t0 - 10, kNone - 1, {1, 0, 1, 1}},                       // went back, limit top bit set
-      {t0, kTop, {1, 0, 1, 1}},                                 // D = 0, limit top bit set
       {t0 - 10, 0, {1, 0, 0, 0}},                               // went back, otherwise
   };
   for (const auto &row : rows) {
+    EXPECT_EQ(Model(t0, row.current, row.limit), row.want) << row.current << " " << row.limit;
     EXPECT_EQ(CheckTimer(t0, row.current, row.limit), row.want) << row.current << " " << row.limit;
   }
   EXPECT_EQ(CheckTimer(kNone, 5, 10), Check(0, 9, 9, 9));
   EXPECT_EQ(CheckTimer(5, kNone, 10), Check(0, 9, 9, 9));
   EXPECT_EQ(SMRefTicksDiffCheckTimer(1, 2, 0, nullptr, nullptr, nullptr), 1);
-}
-
-TEST(Clock, interval_check_matches_the_signed_model) {
   std::mt19937_64 random(20240611);
   const uint64_t edges[] = {0,     1,         k32 - 1, k32,      0x7FFFFFFF, 0x80000000,
                             kNone, kNone - 1, kTop,    kTop - 1, 3 * k32,    0xFFFFFFFF00000000ull};

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <signal.h>
-#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -72,31 +71,18 @@ TEST(CriticalSection, runs_only_with_a_wait_forever_time_out_while_the_table_is_
 }
 
 // With a sandbox registry the library attaches and steps 5 and 8 are up;
-// after the last unload they are down. The runner's load state is restored.
+// after the last unload they are down.
 TEST(CriticalSection, table_and_library_list_follow_the_attach_chain) {
-  kx::frame::Lifecycle &library = kx::frame::Library();
-  const int32_t loads_before = library.load_count();
-  while (library.load_count() > 0) library.Unload();
-  while (library.attach_count() > 0) library.Detach();
-  kx_test::TempDir dir;
-  ASSERT_TRUE(dir.ok());
-  // The IPC layer (step 4) needs a data directory.
-  kx_test::WriteBytes(dir / "vqreg.cfg",
-                      "tesk.installpath=/opt/tesk\nmernex.vardatapath=" + dir.path() + "\n");
-  setenv("KXSUPT_REGISTRY_FILE", (dir / "vqreg.cfg").c_str(), 1);
-
-  ASSERT_EQ(library.Load(), 1);
+  kxtest::Sandbox sandbox("tesk.installpath=/opt/tesk\n");
+  ASSERT_TRUE(sandbox.Reload());
   g_calls = 0;
   SMCriticalSectionExecute(&Count, nullptr, SM_WAIT_FOREVER);
   EXPECT_EQ(g_calls, 1);
   EXPECT_EQ(SMFLibUnLoad("user", "/nonexistent/library.so"), SM_STATUS_SUCCESS);
-  EXPECT_EQ(library.Unload(), 1);
+  EXPECT_EQ(kx::frame::Library().Unload(), 1);
   SMCriticalSectionExecute(&Count, nullptr, SM_WAIT_FOREVER);
   EXPECT_EQ(g_calls, 1);
   EXPECT_EQ(SMFLibUnLoad("user", "/nonexistent/library.so"), SM_STATUS_NOT_READY);
-
-  unsetenv("KXSUPT_REGISTRY_FILE");
-  for (int32_t i = 0; i < loads_before; ++i) library.Load();
 }
 
 }  // namespace

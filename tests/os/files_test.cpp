@@ -17,9 +17,9 @@
 namespace {
 
 using kx_test::PermissionBits;
-using kx_test::ReadBytes;
+using kx_test::ReadFile;
 using kx_test::TempDir;
-using kx_test::WriteBytes;
+using kx_test::WriteFile;
 
 // The four entries: 0 copy, 1 copy and sync, 2 append, 3 append and sync.
 SMStatus CopyOrAppend(int entry, const std::string &src, const std::string &dest, int32_t flag) {
@@ -56,16 +56,16 @@ TEST(Files, copy_and_append_follow_the_content_and_permission_model) {
           const std::string dest = dir / ("dest" + std::to_string(n));
           std::string content(size, '\0'), before;
           for (char &byte : content) byte = static_cast<char>(random());
-          WriteBytes(src, content);
+          WriteFile(src, content);
           ASSERT_EQ(chmod(src.c_str(), 0754), 0);
           if (dest_exists) {
             before.assign(10000, 'b');
-            WriteBytes(dest, before);
+            WriteFile(dest, before);
             ASSERT_EQ(chmod(dest.c_str(), 0620), 0);
           }
           ASSERT_EQ(CopyOrAppend(entry, src, dest, flag), SM_STATUS_SUCCESS);
           const bool append = entry >= 2;
-          EXPECT_EQ(ReadBytes(dest), append ? before + content : content);
+          EXPECT_EQ(ReadFile(dest), append ? before + content : content);
           const int kept = dest_exists ? 0620 : (0754 & ~077);
           EXPECT_EQ(PermissionBits(dest), append && flag == 0 ? kept : 0754);
         }
@@ -79,7 +79,7 @@ TEST(Files, copy_and_append_statuses) {
   TempDir dir;
   ASSERT_TRUE(dir.ok());
   const std::string file = dir / "file", subdir = dir / "subdir";
-  WriteBytes(file, "payload");
+  WriteFile(file, "payload");
   ASSERT_EQ(mkdir(subdir.c_str(), 0755), 0);
   ASSERT_EQ(link(file.c_str(), (dir / "hard").c_str()), 0);
   ASSERT_EQ(symlink(file.c_str(), (dir / "soft").c_str()), 0);
@@ -104,7 +104,7 @@ TEST(Files, copy_and_append_statuses) {
     }
   }
   EXPECT_NE(access((dir / "never").c_str(), F_OK), 0);
-  EXPECT_EQ(ReadBytes(file), "payload");  // the refused copies onto itself kept it whole
+  EXPECT_EQ(ReadFile(file), "payload");  // the refused copies onto itself kept it whole
   EXPECT_EQ(SMFileCopy(nullptr, file.c_str()), SM_STATUS_INVALID_ARGS);
   EXPECT_EQ(SMFileCopyAndSync(file.c_str(), nullptr), SM_STATUS_INVALID_ARGS);
   EXPECT_EQ(SMFileAppend(nullptr, nullptr, 0), SM_STATUS_INVALID_ARGS);
@@ -116,7 +116,7 @@ TEST(Files, directories_sizes_and_deletion) {
   ASSERT_TRUE(dir.ok());
   const mode_t saved_mask = umask(022);
   const std::string made = dir / "made", file = dir / "file";
-  WriteBytes(file, std::string(8193, 'z'));
+  WriteFile(file, std::string(8193, 'z'));
   EXPECT_EQ(SMMkDir(made.c_str()), SM_STATUS_SUCCESS);
   EXPECT_EQ(PermissionBits(made), 0755);
   EXPECT_EQ(SMMkDir(made.c_str()), SM_STATUS_SUCCESS);
@@ -125,7 +125,7 @@ TEST(Files, directories_sizes_and_deletion) {
   EXPECT_EQ(SMMkDir(nullptr), SM_STATUS_ERROR);
   umask(saved_mask);
 
-  WriteBytes(made + "/inside", "x");
+  WriteFile(made + "/inside", "x");
   EXPECT_EQ(SMRmDir(made.c_str()), SM_STATUS_OS_FAILURE);  // not empty
   EXPECT_EQ(SMDeleteFile((made + "/inside").c_str()), SM_STATUS_SUCCESS);
   EXPECT_EQ(SMDeleteFile((made + "/inside").c_str()), SM_STATUS_ERROR);

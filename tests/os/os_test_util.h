@@ -1,16 +1,20 @@
 // Helpers shared by the OS services tests: a temporary directory removed with
-// everything in it, whole-file reads and writes, permission bits.
+// everything in it, and permission bits. Whole-file reads and writes are the
+// configuration tests' (tests/config/sandbox.h).
 #pragma once
 
 #include <stdlib.h>
 #include <sys/stat.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
+#include "../config/sandbox.h"
+
 namespace kx_test {
+
+using kxtest::ReadFile;
+using kxtest::WriteFile;
 
 class TempDir {
  public:
@@ -31,15 +35,6 @@ class TempDir {
  private:
   std::string path_;
 };
-
-inline void WriteBytes(const std::string &path, const std::string &bytes) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-}
-
-inline std::string ReadBytes(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 // The permission bits of path, -1 when it does not exist.
 inline int PermissionBits(const std::string &path) {

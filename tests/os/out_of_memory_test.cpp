@@ -27,8 +27,8 @@ void CountRun(void *) {
 TEST(OutOfMemory, calls_report_it_and_leave_nothing_behind) {
   kx_test::TempDir dir;
   ASSERT_TRUE(dir.ok());
-  kx_test::WriteBytes(dir / "src", "payload");
-  kx_test::WriteBytes(dir / "pci.ids", "V\t1\tA\nD\t2\tB\n");
+  kx_test::WriteFile(dir / "src", "payload");
+  kx_test::WriteFile(dir / "pci.ids", "V\t1\tA\nD\t2\tB\n");
   setenv("KXSUPT_TEST_OOM", "value", 1);
   const bool cs_here = kx::os::CriticalSectionEntryCount() == -1 && kx::os::CriticalSectionAttach();
   const bool lib_here = kx::os::FLibUserCount("") == -1 && kx::os::FLibTableAttach();
@@ -42,6 +42,7 @@ TEST(OutOfMemory, calls_report_it_and_leave_nothing_behind) {
               SM_STATUS_NO_MEMORY);
     EXPECT_EQ(SMThreadStart([](void *) -> void * { return nullptr; }, nullptr), nullptr);
     EXPECT_EQ(SMSemaphoreCreate(nullptr, 1), nullptr);
+    EXPECT_EQ(SMMutexCreate(nullptr), nullptr);
     EXPECT_EQ(SMLibLoad(KXSUPT_TESTLIB_WITH_TABLE), nullptr);
     EXPECT_EQ(SMEnvDup("KXSUPT_TEST_OOM", nullptr), nullptr);
     SMCriticalSectionExecute(&CountRun, nullptr, SM_WAIT_FOREVER);
@@ -64,7 +65,7 @@ TEST(OutOfMemory, calls_report_it_and_leave_nothing_behind) {
       EXPECT_EQ(kx::os::FLibUserCount(KXSUPT_TESTLIB_WITH_TABLE), -1) << granted;
     }
   }
-  EXPECT_EQ(kx_test::ReadBytes(dir / "dest"), "");
+  EXPECT_EQ(kx_test::ReadFile(dir / "dest"), "");
   void *mapped = dlopen(KXSUPT_TESTLIB_WITH_TABLE, RTLD_NOW | RTLD_NOLOAD);
   EXPECT_EQ(mapped, nullptr);
   if (mapped != nullptr) dlclose(mapped);

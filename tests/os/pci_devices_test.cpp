@@ -13,7 +13,7 @@
 namespace {
 
 using kx_test::TempDir;
-using kx_test::WriteBytes;
+using kx_test::WriteFile;
 
 // Lines after the 14E4 vendor would change the answers for 8086 if the search
 // did not stop where it must.
@@ -92,7 +92,7 @@ TEST(PciDevices, sample_answers_with_each_line_ending) {
       std::string text;
       for (const std::string &line : kSample) text += line + end;
       if (!last_end) text.resize(text.size() - std::string(end).size());
-      WriteBytes(dir / "pci.ids", text);
+      WriteFile(dir / "pci.ids", text);
       for (const Query &q : queries) {
         SCOPED_TRACE(q.device_name + (end[0] == '\r' ? " CRLF" : " LF") + (last_end ? "" : " cut"));
         Check(dir / "pci.ids", q);
@@ -135,7 +135,7 @@ TEST(PciDevices, one_rule_per_file) {
   ASSERT_TRUE(dir.ok());
   for (const auto &c : cases) {
     SCOPED_TRACE(c.text.substr(0, 60));
-    WriteBytes(dir / "pci.ids", c.text);
+    WriteFile(dir / "pci.ids", c.text);
     Check(dir / "pci.ids", c.query);
   }
   // A missing file and a directory: 7 with empty names.

@@ -16,6 +16,8 @@ set(kxsupt_os_testlib_definitions
   KXSUPT_TESTLIB_WITHOUT_TABLE="$<TARGET_FILE:kxsupt_testlib_without_table>"
   KXSUPT_TESTLIB_UNBOUND="$<TARGET_FILE:kxsupt_testlib_unbound>")
 target_compile_definitions(kxsupt_test_os PRIVATE ${kxsupt_os_testlib_definitions})
+# Whole-file helpers and the sandbox registry come from the configuration tests.
+target_sources(kxsupt_test_os PRIVATE ${CMAKE_SOURCE_DIR}/tests/config/sandbox.cpp)
 add_dependencies(kxsupt_test_os ${kxsupt_os_testlibs})
 
 # The concurrency tests (mutexes, semaphores, critical sections, the shared

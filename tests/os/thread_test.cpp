@@ -1,5 +1,5 @@
-// Threads: start and stop (which waits), start and release (detached), the
-// stack size, identifiers, names, a thread stopping itself, and the kill,
+// Threads: start and stop (which waits; a thread cannot stop itself), start
+// and release (detached), the stack size, identifiers, names, and the kill,
 // which ends the process and so runs in a forked child.
 #include <gtest/gtest.h>
 
@@ -58,14 +58,19 @@ TEST(Threads, start_and_stop) {
   prctl(PR_GET_NAME, main_name, 0, 0, 0);
   Observed o;
   o.name = "kxsupt-worker-with-a-long-name";
+  o.stop_self = true;
   void *thread = SMThreadStart(&Observe, &o);
   ASSERT_NE(thread, nullptr);
+  o.handle.store(thread);
   std::thread releaser([&] {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     o.release.store(true);
   });
   EXPECT_EQ(SMThreadStop(thread), SM_STATUS_SUCCESS);
   EXPECT_TRUE(o.done.load());  // Stop returned only after the thread ended
+  // A thread cannot join itself: the status says so and the handle stayed
+  // usable for the real stop.
+  EXPECT_EQ(o.self_stop, SM_STATUS_ERROR);
   releaser.join();
   EXPECT_EQ(o.stack_size, 131072u);
   EXPECT_EQ(o.detach_state, PTHREAD_CREATE_JOINABLE);
@@ -86,19 +91,6 @@ TEST(Threads, start_and_release_runs_detached) {
   std::this_thread::sleep_for(std::chrono::milliseconds(20));  // let it leave before o goes
   EXPECT_EQ(o.stack_size, 131072u);
   EXPECT_EQ(o.detach_state, PTHREAD_CREATE_DETACHED);
-}
-
-// A thread cannot join itself: the status says so and the handle stays
-// usable for the real stop.
-TEST(Threads, a_thread_cannot_stop_itself) {
-  Observed o;
-  o.release.store(true);
-  o.stop_self = true;
-  void *thread = SMThreadStart(&Observe, &o);
-  ASSERT_NE(thread, nullptr);
-  o.handle.store(thread);
-  EXPECT_EQ(SMThreadStop(thread), SM_STATUS_SUCCESS);
-  EXPECT_EQ(o.self_stop, SM_STATUS_ERROR);
 }
 
 TEST(Threads, null_arguments) {

@@ -1,13 +1,11 @@
-// Unnamed mutexes: mutual exclusion across threads, the one-try and bounded
-// time-outs, and the refusal of null and foreign handles, through the
-// exported entries.
+// Unnamed mutexes: mutual exclusion across threads and the one-try and
+// bounded time-outs, through the exported entries.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <thread>
 #include <vector>
 
-#include "base/memory.h"
 #include "kxsupt/ipc.h"
 
 namespace {
@@ -68,28 +66,6 @@ TEST(Mutex, bounded_waits_on_a_held_mutex_time_out) {
   EXPECT_EQ(SMMutexLock(mutex, 0), SM_STATUS_SUCCESS);  // free: one try is enough
   EXPECT_EQ(SMMutexUnLock(mutex), SM_STATUS_SUCCESS);
   SMMutexDestroy(mutex);
-}
-
-TEST(Mutex, null_foreign_and_unmade_handles_are_refused) {
-  EXPECT_EQ(SMMutexLock(nullptr, SM_WAIT_FOREVER), SM_STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(SMMutexLock(nullptr, 0), SM_STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(SMMutexUnLock(nullptr), SM_STATUS_INVALID_PARAMETER);
-  SMMutexDestroy(nullptr);
-  // Any handle of the library's IPC families starts with its kind word; a
-  // semaphore's (kind 2) is refused by every mutex operation and left intact.
-  struct {
-    uint32_t kind;
-    const char *name;
-    int object;
-  } semaphore{2, nullptr, 77};
-  EXPECT_EQ(SMMutexLock(&semaphore, SM_WAIT_FOREVER), SM_STATUS_OS_FAILURE);
-  EXPECT_EQ(SMMutexLock(&semaphore, 0), SM_STATUS_OS_FAILURE);
-  EXPECT_EQ(SMMutexUnLock(&semaphore), SM_STATUS_OS_FAILURE);
-  SMMutexDestroy(&semaphore);  // not a mutex: not freed (a stack object here)
-  EXPECT_EQ(semaphore.kind, 2u);
-  EXPECT_EQ(semaphore.object, 77);
-  kx::base::testing::AllocationBudget budget(0);
-  EXPECT_EQ(SMMutexCreate(nullptr), nullptr);  // no memory for the handle
 }
 
 }  // namespace
