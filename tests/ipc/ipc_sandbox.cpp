@@ -9,10 +9,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <mutex>
 #include <random>
 #include <regex>
 #include <set>
@@ -24,17 +22,6 @@
 namespace ipctest {
 
 namespace {
-
-// Everything any sandbox of this process gave out, for the final check.
-struct RunRecord {
-  std::mutex lock;
-  std::set<int64_t> keys;  // named objects' keys; unnamed sets as -1 - id
-  std::vector<std::string> dirs;
-};
-RunRecord &Record() {
-  static RunRecord record;
-  return record;
-}
 
 void UnloadLibrary() {
   kx::frame::Lifecycle &library = kx::frame::Library();
@@ -89,35 +76,6 @@ std::string RemoveGivenOut(const std::vector<SysvObject> &objects, const std::se
   return found;
 }
 
-// Checks, once every test of the program has run, that no System V object
-// that appeared during the run under a sandbox's keys remains and that the
-// sandbox directories are gone.
-class LeftoverCheck : public ::testing::Environment {
- public:
-  void SetUp() override { before_ = ListSysvObjects(); }
-  void TearDown() override {
-    std::lock_guard<std::mutex> hold(Record().lock);
-    std::vector<SysvObject> appeared;
-    for (const SysvObject &object : ListSysvObjects()) {
-      if (std::none_of(before_.begin(), before_.end(), [&](const SysvObject &seen) {
-            return seen.is_segment == object.is_segment && seen.id == object.id;
-          })) {
-        appeared.push_back(object);
-      }
-    }
-    EXPECT_EQ(RemoveGivenOut(appeared, Record().keys), "")
-        << "System V objects outlived their sandboxes";
-    for (const std::string &dir : Record().dirs) {
-      EXPECT_FALSE(std::filesystem::exists(dir)) << dir << " was left behind";
-    }
-  }
-
- private:
-  std::vector<SysvObject> before_;
-};
-[[maybe_unused]] const ::testing::Environment *const kLeftoverCheck =
-    ::testing::AddGlobalTestEnvironment(new LeftoverCheck);
-
 }  // namespace
 
 IpcSandbox::IpcSandbox(Seed seed, const std::string &data_dir) {
@@ -137,21 +95,16 @@ IpcSandbox::IpcSandbox(Seed seed, const std::string &data_dir) {
   }
   setenv("KXSUPT_REGISTRY_FILE", registry.c_str(), 1);
   Reload();
-  std::lock_guard<std::mutex> hold(Record().lock);
-  Record().dirs.push_back(dir_);
 }
 
 IpcSandbox::~IpcSandbox() {
-  const std::set<int64_t> given = GivenOut(KeyRegistry());
-  EXPECT_EQ(RemoveGivenOut(ListSysvObjects(), given), "") << "the test left System V objects";
-  {
-    std::lock_guard<std::mutex> hold(Record().lock);
-    Record().keys.insert(given.begin(), given.end());
-  }
+  EXPECT_EQ(RemoveGivenOut(ListSysvObjects(), GivenOut(KeyRegistry())), "")
+      << "the test left System V objects";
   UnloadLibrary();
   unsetenv("KXSUPT_REGISTRY_FILE");
   std::error_code ignored;
   std::filesystem::remove_all(dir_, ignored);
+  EXPECT_FALSE(std::filesystem::exists(dir_)) << dir_ << " was left behind";
 }
 
 bool IpcSandbox::Reload() const {

@@ -6,8 +6,7 @@
 // its keys then do not meet those of a test running beside it.
 //
 // A sandbox that ends with System V objects of its keys (or of the unnamed
-// sets it lists) still alive fails the test and removes them; a global check
-// at the end of the program looks again and checks every directory is gone.
+// sets it lists) still alive fails the test and removes them.
 #pragma once
 
 #include <openssl/evp.h>

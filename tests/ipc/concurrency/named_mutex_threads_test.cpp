@@ -1,9 +1,8 @@
-// Named mutexes and semaphores under threads of one process: threads that
-// share a handle and threads with handles of their own keep a counter exact,
-// and a named semaphore used as a lock does the same. The counter is read
-// and written in two separate steps, so that only the lock keeps updates
+// Named mutexes under threads of one process: threads that share a handle
+// and threads with handles of their own keep a counter exact. The counter is
+// read and written in two separate steps, so that only the lock keeps updates
 // from being lost; it is atomic because the thread sanitizer cannot see the
-// kernel's record locks and semaphores order the threads.
+// kernel's record locks order the threads.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -50,39 +49,6 @@ TEST(NamedMutexThreads, shared_and_own_handles_keep_a_counter_exact) {
   EXPECT_EQ(failures.load(), 0);
   EXPECT_EQ(counter.load(), long{kThreads} * kRounds);
   SMMutexDestroy(shared);
-}
-
-TEST(NamedSemaphoreThreads, a_semaphore_of_one_count_is_a_lock) {
-  IpcSandbox sandbox;
-  void *semaphore = SMSemaphoreCreate("one count", 1);
-  ASSERT_NE(semaphore, nullptr);
-  constexpr int kThreads = 4;
-  constexpr int kRounds = 2000;
-  std::atomic<int> inside{0}, most{0}, failures{0};
-  std::atomic<long> counter{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&, t] {
-      void *own = t % 2 == 0 ? semaphore : SMSemaphoreOpen("one count");
-      for (int i = 0; i < kRounds; ++i) {
-        if (SMSemaphoreAcquireWait(own, t % 2 ? SM_WAIT_FOREVER : 600000) != SM_STATUS_SUCCESS) {
-          ++failures;
-          continue;
-        }
-        const int now = ++inside;
-        if (now > most) most = now;
-        counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-        --inside;
-        if (SMSemaphoreRelease(own, 1, nullptr) != SM_STATUS_SUCCESS) ++failures;
-      }
-      if (own != semaphore) SMSemaphoreDestroy(own);
-    });
-  }
-  for (std::thread &thread : threads) thread.join();
-  EXPECT_EQ(failures.load(), 0);
-  EXPECT_EQ(most.load(), 1);
-  EXPECT_EQ(counter.load(), long{kThreads} * kRounds);
-  SMSemaphoreDestroy(semaphore);
 }
 
 }  // namespace
