@@ -1,4 +1,4 @@
-// Named semaphores with real processes: counting and limits for both kinds,
+// Named semaphores with real processes: counting and limits,
 // creation over an existing set, open, waits interrupted by signals, a count
 // kept by a process killed with SIGKILL, and who removes the set.
 #include <gtest/gtest.h>
@@ -34,15 +34,11 @@ bool SetExists(int set_id) {
   return semctl(set_id, 0, IPC_STAT, &info) == 0;
 }
 
-class Semaphore : public ::testing::TestWithParam<bool> {
- protected:
-  // Named or unnamed, as the parameter says.
-  const char *Name(const char *name) const { return GetParam() ? name : nullptr; }
-  IpcSandbox sandbox_;
-};
-
-TEST_P(Semaphore, counts_down_to_a_time_out_and_up_again) {
-  void *semaphore = SMSemaphoreCreate(Name("count"), 2);
+// Unnamed semaphores are the OS services' (tests/os/concurrency); these are
+// the named ones, on System V sets.
+TEST(NamedSemaphore, counts_down_to_a_time_out_and_up_again) {
+  IpcSandbox sandbox;
+  void *semaphore = SMSemaphoreCreate("count", 2);
   ASSERT_NE(semaphore, nullptr);
   EXPECT_EQ(SMSemaphoreAcquireWait(semaphore, 0), SM_STATUS_SUCCESS);
   EXPECT_EQ(SMSemaphoreAcquireWait(semaphore, SM_WAIT_FOREVER), SM_STATUS_SUCCESS);
@@ -58,28 +54,28 @@ TEST_P(Semaphore, counts_down_to_a_time_out_and_up_again) {
   SMSemaphoreDestroy(semaphore);
 }
 
-TEST_P(Semaphore, counts_outside_the_limits_are_refused) {
-  EXPECT_EQ(SMSemaphoreCreate(Name("big"), 32768), nullptr);
-  void *semaphore = SMSemaphoreCreate(Name("big"), 32767);
+TEST(NamedSemaphore, counts_outside_the_limits_are_refused) {
+  IpcSandbox sandbox;
+  EXPECT_EQ(SMSemaphoreCreate("big", 32768), nullptr);
+  void *semaphore = SMSemaphoreCreate("big", 32767);
   ASSERT_NE(semaphore, nullptr);
   EXPECT_EQ(SMSemaphoreRelease(semaphore, 0, nullptr), SM_STATUS_INVALID_PARAMETER);
   EXPECT_EQ(SMSemaphoreRelease(semaphore, 32768, nullptr), SM_STATUS_INVALID_PARAMETER);
   EXPECT_EQ(SMSemaphoreRelease(semaphore, -1, nullptr), SM_STATUS_INVALID_PARAMETER);
-  if (GetParam()) {
-    // The system's maximum value is 32767: the count cannot grow further.
-    EXPECT_EQ(SMSemaphoreRelease(semaphore, 1, nullptr), SM_STATUS_ERROR);
-  }
+  // The system's maximum value is 32767: the count cannot grow further.
+  EXPECT_EQ(SMSemaphoreRelease(semaphore, 1, nullptr), SM_STATUS_ERROR);
   SMSemaphoreDestroy(semaphore);
 }
 
 // A wait interrupted by a signal goes on waiting: for ever, or for the
 // time that is left.
-TEST_P(Semaphore, waits_go_on_after_a_signal) {
+TEST(NamedSemaphore, waits_go_on_after_a_signal) {
+  IpcSandbox sandbox;
   struct sigaction action {};
   action.sa_handler = [](int) {};
   struct sigaction old {};
   ASSERT_EQ(sigaction(SIGUSR1, &action, &old), 0);  // no SA_RESTART
-  void *semaphore = SMSemaphoreCreate(Name("interrupted"), 0);
+  void *semaphore = SMSemaphoreCreate("interrupted", 0);
   ASSERT_NE(semaphore, nullptr);
   for (uint32_t timeout : {SM_WAIT_FOREVER, 60000u}) {
     SMStatus status = SM_STATUS_FAILED;
@@ -100,9 +96,6 @@ TEST_P(Semaphore, waits_go_on_after_a_signal) {
   SMSemaphoreDestroy(semaphore);
   sigaction(SIGUSR1, &old, nullptr);
 }
-
-INSTANTIATE_TEST_SUITE_P(NamedAndUnnamed, Semaphore, ::testing::Bool(),
-                         [](const auto &info) { return info.param ? "named" : "unnamed"; });
 
 TEST(NamedSemaphore, shared_between_processes_and_removed_only_by_its_creator) {
   IpcSandbox sandbox;
