@@ -122,7 +122,7 @@ TEST_F(SharedLogs, eight_writers_rotating_keep_every_record_exactly_once) {
   // Text: the archived backups, the backup and the log.
   std::vector<std::string> text_files = Archived("kxsys32.lo_");
   const size_t text_archived = text_files.size();
-  const bool text_backup = logtest::Exists(box_.Path("c/kxsys32.lo_"));
+  const bool text_backup = logtest::FileExists(box_.Path("c/kxsys32.lo_"));
   if (text_backup) text_files.push_back(box_.Path("c/kxsys32.lo_"));
   std::set<std::string> seen;
   size_t notices = 0, duplicates = 0;
@@ -157,7 +157,7 @@ TEST_F(SharedLogs, eight_writers_rotating_keep_every_record_exactly_once) {
   // XML: every kept file, archived ones included, is a well-formed document.
   std::vector<std::string> xml_files = Archived("kxsys32.xm_");
   const size_t xml_archived = xml_files.size();
-  const bool xml_backup = logtest::Exists(box_.Path("c/kxsys32.xm_"));
+  const bool xml_backup = logtest::FileExists(box_.Path("c/kxsys32.xm_"));
   if (xml_backup) xml_files.push_back(box_.Path("c/kxsys32.xm_"));
   for (const std::string &file : xml_files) {
     EXPECT_GE(ReadFile(file).size() + 600, kXmlMax) << file;
@@ -227,47 +227,42 @@ void RaceToRotate(const std::string &path, Append append, uint32_t max_size,
   EXPECT_EQ(ReadFile(kx::log::BackupName(path.c_str()).c_str()), full_content);
 }
 
-TEST_F(SharedLogs, racing_appenders_rotate_the_text_log_once) {
-  const auto append = [&](int r, uint32_t max_size) {
-    const std::string description = "racer-" + std::to_string(r);
-    return kx::log::AppendToTextLog(Text().c_str(),
-                                    {4, 1, 0, "race", description.c_str(), nullptr, 0},
-                                    max_size) == Status::kSuccess;
-  };
+TEST_F(SharedLogs, racing_appenders_rotate_each_log_once) {
   constexpr uint32_t kMax = 64 * 1024;
-  // Fill until the racers' estimate (2,236 bytes) reaches the maximum.
-  while (logtest::ReadFile(Text()).size() + 2000 < kMax) ASSERT_TRUE(append(-1, 1 << 22));
-  const std::string full = ReadFile(Text());
-  RaceToRotate(Text(), append, kMax, full);
-  // The fresh log holds the six racers and one notice (which another racer
-  // may precede: the notice is appended after the rotation's lock is left).
-  const logtest::TextLog log = logtest::DecodeTextLog(ReadFile(Text()));
-  ASSERT_EQ(log.records.size(), 7u);
-  std::multiset<std::string> descriptions;
-  for (const auto &record : log.records) descriptions.insert(record.description);
-  EXPECT_EQ(descriptions.count("Log backup created"), 1u);
-  for (int r = 0; r < 6; ++r) EXPECT_EQ(descriptions.count("racer-" + std::to_string(r)), 1u);
-}
-
-TEST_F(SharedLogs, racing_appenders_rotate_the_xml_log_once) {
-  const auto append = [&](int r, uint32_t max_size) {
-    const std::string description = "racer-" + std::to_string(r);
-    return kx::log::AppendToXMLLog(
-               Xml().c_str(), {4, 1, 0, nullptr, "race", description.c_str(), nullptr, nullptr, 0},
-               max_size) == Status::kSuccess;
-  };
-  constexpr uint32_t kMax = 64 * 1024;
-  // Fill until the racers' element (about 300 bytes) reaches the maximum.
-  while (logtest::ReadFile(Xml()).size() + 200 < kMax) ASSERT_TRUE(append(-1, 1 << 22));
-  const std::string full = ReadFile(Xml());
-  RaceToRotate(Xml(), append, kMax, full);
-  const auto entries = logtest::ParseXmlLog(ReadFile(Xml()));
-  ASSERT_TRUE(entries.has_value());
-  ASSERT_EQ(entries->size(), 7u);
-  std::multiset<std::string> descriptions;
-  for (const auto &entry : *entries) descriptions.insert(entry.text.at("Description"));
-  EXPECT_EQ(descriptions.count("Log backup created"), 1u);
-  for (int r = 0; r < 6; ++r) EXPECT_EQ(descriptions.count("racer-" + std::to_string(r)), 1u);
+  for (const bool xml : {false, true}) {
+    SCOPED_TRACE(xml ? "XML log" : "text log");
+    const std::string path = xml ? Xml() : Text();
+    const auto append = [&](int r, uint32_t max_size) {
+      const std::string description = "racer-" + std::to_string(r);
+      return (xml ? kx::log::AppendToXMLLog(
+                        path.c_str(),
+                        {4, 1, 0, nullptr, "race", description.c_str(), nullptr, nullptr, 0},
+                        max_size)
+                  : kx::log::AppendToTextLog(path.c_str(),
+                                             {4, 1, 0, "race", description.c_str(), nullptr, 0},
+                                             max_size)) == Status::kSuccess;
+    };
+    // Fill until the racers' estimate (2,236 bytes for a text record, about
+    // 300 for an XML element) reaches the maximum.
+    while (ReadFile(path).size() + (xml ? 200 : 2000) < kMax) ASSERT_TRUE(append(-1, 1 << 22));
+    const std::string full = ReadFile(path);
+    RaceToRotate(path, append, kMax, full);
+    // The fresh log holds the six racers and one notice (which another racer
+    // may precede: the notice is appended after the rotation's lock is left).
+    std::multiset<std::string> descriptions;
+    if (xml) {
+      const auto entries = logtest::ParseXmlLog(ReadFile(path));
+      ASSERT_TRUE(entries.has_value());
+      for (const auto &entry : *entries) descriptions.insert(entry.text.at("Description"));
+    } else {
+      for (const auto &record : logtest::DecodeTextLog(ReadFile(path)).records) {
+        descriptions.insert(record.description);
+      }
+    }
+    EXPECT_EQ(descriptions.size(), 7u);
+    EXPECT_EQ(descriptions.count("Log backup created"), 1u);
+    for (int r = 0; r < 6; ++r) EXPECT_EQ(descriptions.count("racer-" + std::to_string(r)), 1u);
+  }
 }
 
 // A child that appends `count` events to both logs and kills itself with
@@ -298,12 +293,12 @@ bool AppendBoth(const std::string &text, const std::string &xml, int i, uint32_t
 // Whole records and a closed, well-formed document; returns the counts.
 std::pair<size_t, size_t> ExpectConsistent(const std::string &text, const std::string &xml) {
   size_t text_records = 0, xml_entries = 0;
-  if (logtest::Exists(text)) {
+  if (logtest::FileExists(text)) {
     const logtest::TextLog log = logtest::DecodeTextLog(ReadFile(text));
     EXPECT_EQ(log.damaged, 0u);
     text_records = log.records.size();
   }
-  if (logtest::Exists(xml)) {
+  if (logtest::FileExists(xml)) {
     const std::string bytes = ReadFile(xml);
     std::string error;
     const auto entries = logtest::ParseXmlLog(bytes, &error);

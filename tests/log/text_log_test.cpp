@@ -158,7 +158,7 @@ TEST_F(TextLogTest, argument_rules) {
   for (const auto &row : rows) {
     EXPECT_EQ(AppendToTextLog(row.path, row.event, 1 << 20), row.status);
   }
-  EXPECT_FALSE(logtest::Exists(path)) << "no row above writes anything";
+  EXPECT_FALSE(logtest::FileExists(path)) << "no row above writes anything";
   EXPECT_EQ(
       AppendToTextLog(path.c_str(), Event(longest_source.c_str(), longest_text.c_str()), 1 << 22),
       Status::kSuccess);
@@ -186,7 +186,7 @@ TEST_F(TextLogTest, rotation_threshold_is_size_plus_estimate_reaching_the_maximu
   ASSERT_EQ(AppendToTextLog(Log().c_str(), Event("src", "second", data, 40),
                             static_cast<uint32_t>(before.size() + estimate + 1)),
             Status::kSuccess);
-  EXPECT_FALSE(logtest::Exists(box_.Path("t/kxsys32.lo_")));
+  EXPECT_FALSE(logtest::FileExists(box_.Path("t/kxsys32.lo_")));
   const std::string full = ReadFile(Log());
   // Exactly at the maximum: the log moves to its backup.
   ASSERT_EQ(AppendToTextLog(Log().c_str(), Event("src", "third", data, 40),
@@ -214,7 +214,7 @@ TEST_F(TextLogTest, maximum_below_every_estimate_keeps_the_notice_and_the_last_r
   ASSERT_EQ(log.records.size(), 2u);
   EXPECT_EQ(log.records[0].description, "Log backup created");
   EXPECT_EQ(log.records[1].description, "three");
-  EXPECT_FALSE(logtest::Exists(box_.Path("t/kxsys32.lo_")));
+  EXPECT_FALSE(logtest::FileExists(box_.Path("t/kxsys32.lo_")));
 }
 
 TEST_F(TextLogTest, short_file_gets_the_header_after_what_it_holds) {
