@@ -2,7 +2,8 @@
 // processes, exclusion between handles of one process, a racy counter kept
 // exact, the polling time-out, the lock file's name and the statuses; and,
 // for INI and property files alike, the lock wait of the calls, their refusal
-// without a registry and the roll-back of an interrupted rewrite.
+// without a registry, the roll-back of an interrupted rewrite and what a
+// rewrite keeps (links, permissions) and leaves (nothing).
 #include <gtest/gtest.h>
 #include <kxsupt.h>
 #include <sys/stat.h>
@@ -302,6 +303,28 @@ TEST(ConfigFileLock, an_interrupted_rewrite_is_rolled_back) {
   }
   EXPECT_EQ(kxtest::DirectoryEntries(sandbox.dir()),
             (std::set<std::string>{"a.ini", "a.properties", "var", "vqreg.cfg"}));
+}
+
+TEST(ConfigFileLock, a_write_through_a_link_keeps_the_link_and_the_permissions) {
+  Sandbox sandbox;
+  std::filesystem::create_directory(sandbox.Path("d"));
+  for (const ConfigFormat &format : kFormats) {
+    SCOPED_TRACE(format.name);
+    const std::string target = sandbox.Path("d/") + format.name;
+    const std::string link = sandbox.Path("link-") + format.name;
+    kxtest::WriteFile(target, format.text("1"));
+    ASSERT_EQ(chmod(target.c_str(), 0640), 0);
+    std::filesystem::create_symlink(std::string("d/") + format.name, link);
+    ASSERT_EQ(format.set(link, "2", 1), 0u);
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_EQ(kxtest::ReadFile(target), format.text("2"));
+    EXPECT_EQ(Get(format, link), "2");
+    struct stat info;
+    ASSERT_EQ(stat(target.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 07777, 0640u);
+  }
+  EXPECT_EQ(kxtest::DirectoryEntries(sandbox.Path("d")),
+            (std::set<std::string>{"a.ini", "a.properties"}));
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // Property files through the exported calls: argument rules, typed reads and
 // their defaults, the key list, writes in place (continuations, prefix keys,
-// the empty-file rule) and what a write keeps (permissions, links, no
-// leftover files).
+// the empty-file rule).
 #include <gtest/gtest.h>
 #include <kxsupt.h>
 #include <sys/stat.h>
@@ -232,23 +231,6 @@ TEST_F(PropertyFile, writing_an_absent_key_empties_the_file) {
   EXPECT_EQ(SMPropertyFileWriteValue("a", SM_XLT_UTF8_STRING, "1", 2, absent.c_str(), 1),
             SM_STATUS_FILE_OPEN_FAILED);
   EXPECT_FALSE(kxtest::FileExists(absent));
-}
-
-TEST_F(PropertyFile, a_write_keeps_permissions_and_links_and_leaves_nothing) {
-  fs::create_directory(sandbox.Path("d"));
-  const std::string target = sandbox.Path("d/t.properties");
-  WriteFile(target, "k=1\n");
-  ASSERT_EQ(chmod(target.c_str(), 0640), 0);
-  fs::create_symlink("t.properties", sandbox.Path("d/link.properties"));
-  path = sandbox.Path("d/link.properties");
-  ASSERT_EQ(Set("k", "2"), SM_STATUS_SUCCESS);
-  EXPECT_TRUE(fs::is_symlink(path));
-  EXPECT_EQ(ReadFile(target), "k=2\n");
-  struct stat info;
-  ASSERT_EQ(stat(target.c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 07777, 0640u);
-  EXPECT_EQ(kxtest::DirectoryEntries(sandbox.Path("d")),
-            (std::set<std::string>{"t.properties", "link.properties"}));
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <fstream>
 #include <random>
 #include <set>
@@ -119,76 +120,75 @@ TEST_F(SharedLogs, eight_writers_rotating_keep_every_record_exactly_once) {
   });
   ASSERT_EQ(clean, kWriters);
 
-  // Text: the archived backups, the backup and the log.
-  std::vector<std::string> text_files = Archived("kxsys32.lo_");
-  const size_t text_archived = text_files.size();
-  const bool text_backup = logtest::FileExists(box_.Path("c/kxsys32.lo_"));
-  if (text_backup) text_files.push_back(box_.Path("c/kxsys32.lo_"));
-  std::set<std::string> seen;
-  size_t notices = 0, duplicates = 0;
-  for (const std::string &file : text_files) {
-    const std::string bytes = ReadFile(file);
-    // A rotated log was full: a second, racing rotation would move a nearly
-    // empty one.
-    EXPECT_GE(bytes.size() + 2400, kTextMax) << file;
-  }
-  text_files.push_back(Text());
-  for (const std::string &file : text_files) {
-    const logtest::TextLog log = logtest::DecodeTextLog(ReadFile(file));
-    EXPECT_TRUE(log.header_ok) << file;
-    EXPECT_EQ(log.damaged, 0u) << file;
+  // For each log, the archived backups, the backup and the log hold every
+  // record exactly once, and each rotated file was full (a second, racing
+  // rotation would move a nearly empty one).
+  struct Kept {
+    size_t rotations = 0, notices = 0, duplicates = 0;
+    std::set<std::string> seen;
+  };
+  using Descriptions = std::function<std::vector<std::string>(const std::string &bytes)>;
+  const auto tally = [&](const std::string &backup, const std::string &live, size_t margin,
+                         uint32_t max, const Descriptions &descriptions) {
+    Kept kept;
+    std::vector<std::string> files = Archived(fs::path(backup).filename());
+    if (logtest::FileExists(backup)) files.push_back(backup);
+    kept.rotations = files.size();
+    for (const std::string &file : files) EXPECT_GE(ReadFile(file).size() + margin, max) << file;
+    files.push_back(live);
+    for (const std::string &file : files) {
+      for (const std::string &description : descriptions(ReadFile(file))) {
+        if (description == "Log backup created") {
+          ++kept.notices;
+        } else {
+          kept.duplicates += kept.seen.insert(description).second ? 0 : 1;
+        }
+      }
+    }
+    EXPECT_EQ(kept.seen.size(), size_t{kWriters * kEvents});
+    EXPECT_EQ(kept.duplicates, 0u);
+    EXPECT_EQ(kept.notices, kept.rotations);
+    EXPECT_GE(kept.rotations, 10u);
+    return kept;
+  };
+  size_t damaged = 0;
+  const Kept text = tally(box_.Path("c/kxsys32.lo_"), Text(), 2400, kTextMax, [&](auto &bytes) {
+    const logtest::TextLog log = logtest::DecodeTextLog(bytes);
+    EXPECT_TRUE(log.header_ok);
+    damaged += log.damaged;
+    std::vector<std::string> descriptions;
     for (const logtest::TextRecord &record : log.records) {
-      if (record.description == "Log backup created") {
-        ++notices;
-        continue;
+      if (record.description != "Log backup created") {
+        const int w = std::stoi(record.source.substr(1));
+        EXPECT_EQ(record.description.rfind(record.source + "-", 0), 0u);
+        EXPECT_EQ(record.data, EventData(w, static_cast<int>(record.event_id)));
       }
-      const int w = std::stoi(record.source.substr(1));
-      EXPECT_EQ(record.description.rfind(record.source + "-", 0), 0u);
-      EXPECT_EQ(record.data, EventData(w, static_cast<int>(record.event_id)));
-      duplicates += seen.insert(record.description).second ? 0 : 1;
+      descriptions.push_back(record.description);
     }
-  }
-  EXPECT_EQ(seen.size(), size_t{kWriters * kEvents});
-  EXPECT_EQ(duplicates, 0u);
-  const size_t text_rotations = text_archived + (text_backup ? 1 : 0);
-  EXPECT_EQ(notices, text_rotations);
-  EXPECT_GE(text_rotations, 10u);
-
-  // XML: every kept file, archived ones included, is a well-formed document.
-  std::vector<std::string> xml_files = Archived("kxsys32.xm_");
-  const size_t xml_archived = xml_files.size();
-  const bool xml_backup = logtest::FileExists(box_.Path("c/kxsys32.xm_"));
-  if (xml_backup) xml_files.push_back(box_.Path("c/kxsys32.xm_"));
-  for (const std::string &file : xml_files) {
-    EXPECT_GE(ReadFile(file).size() + 600, kXmlMax) << file;
-  }
-  xml_files.push_back(Xml());
-  seen.clear();
-  notices = duplicates = 0;
-  for (const std::string &file : xml_files) {
+    return descriptions;
+  });
+  // Every kept XML file, archived ones included, is a well-formed document.
+  const Kept xml = tally(box_.Path("c/kxsys32.xm_"), Xml(), 600, kXmlMax, [&](auto &bytes) {
     std::string error;
-    const auto entries = logtest::ParseXmlLog(ReadFile(file), &error);
-    ASSERT_TRUE(entries.has_value()) << file << ": " << error;
-    for (const logtest::XmlEntry &entry : *entries) {
-      const std::string &description = entry.text.at("Description");
-      if (description == "Log backup created") {
-        ++notices;
-        continue;
-      }
-      duplicates += seen.insert(description).second ? 0 : 1;
+    const auto entries = logtest::ParseXmlLog(bytes, &error);
+    EXPECT_TRUE(entries.has_value()) << error;
+    damaged += !entries.has_value();
+    std::vector<std::string> descriptions;
+    for (const auto &entry : entries.value_or(std::vector<logtest::XmlEntry>{})) {
+      descriptions.push_back(entry.text.at("Description"));
     }
-  }
-  EXPECT_EQ(seen.size(), size_t{kWriters * kEvents});
-  EXPECT_EQ(duplicates, 0u);
-  const size_t xml_rotations = xml_archived + (xml_backup ? 1 : 0);
-  EXPECT_EQ(notices, xml_rotations);
-  EXPECT_GE(xml_rotations, 10u);
+    return descriptions;
+  });
+  EXPECT_EQ(damaged, 0u);
+  const size_t text_rotations = text.rotations, xml_rotations = xml.rotations;
+  const size_t lost = 2 * kWriters * kEvents - text.seen.size() - xml.seen.size();
   RecordProperty("text_rotations", static_cast<int>(text_rotations));
   RecordProperty("xml_rotations", static_cast<int>(xml_rotations));
   std::printf(
       "[ figures  ] %d writers x %d events: %zu text and %zu XML rotations, "
-      "%zu records each, 0 lost, 0 duplicated, 0 damaged\n",
-      kWriters, kEvents, text_rotations, xml_rotations, seen.size());
+      "%zu and %zu records, %zu lost, %zu duplicated, %zu damaged\n",
+      kWriters, kEvents, text_rotations, xml_rotations, text.seen.size(), xml.seen.size(), lost,
+      text.duplicates + xml.duplicates, damaged);
 }
 
 // Appenders that all find the log full wait on its lock; the first rotates,

@@ -31,13 +31,6 @@ TextEvent Event(const char *source, const char *description, const void *data = 
   return TextEvent{4, 1, 7, source, description, data, size};
 }
 
-TEST_F(TextLogTest, header_block_is_the_fixed_256_bytes) {
-  const std::string expected = logtest::ExpectedTextHeader();
-  ASSERT_EQ(expected.size(), 256u);
-  EXPECT_EQ(std::string(reinterpret_cast<const char *>(kx::log::kTextLogHeader.data()), 256),
-            expected);
-}
-
 TEST_F(TextLogTest, first_append_writes_header_then_one_record) {
   const uint8_t data[] = {'K', 'x', 0, 0xFF};
   const time_t before = time(nullptr);
