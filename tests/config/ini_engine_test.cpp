@@ -81,7 +81,7 @@ TEST_F(IniEngine, argument_rules) {
 }
 
 TEST_F(IniEngine, section_and_key_lists) {
-  WriteFile(path, "[one]\na=1\nbb=2\n[two]\n[three]\nc=3\n");
+  WriteFile(path, "k=0\n[one]\na=1\n;y=2\nno equals\n  bb=2\n[two]\n#w=4\n[three]\nc=3\n");
   char list[64];
   uint32_t size = sizeof list;
   ASSERT_EQ(SMReadINIPathFileValue(nullptr, nullptr, 1, list, &size, nullptr, 0, path.c_str(), 1),
@@ -103,12 +103,14 @@ TEST_F(IniEngine, section_and_key_lists) {
   size = sizeof list;
   EXPECT_EQ(SMReadINIPathFileValue("four", nullptr, 1, list, &size, nullptr, 0, path.c_str(), 1),
             262u);
-  std::vector<std::string> keys;
-  ASSERT_EQ(config::IniListKeys(path.c_str(), "three", &keys, 1), Status::kSuccess);
-  EXPECT_EQ(keys, std::vector<std::string>{"c"});
-  std::vector<std::string> sections;
-  ASSERT_EQ(config::IniListSections(path.c_str(), &sections, 1), Status::kSuccess);
-  EXPECT_EQ(sections.size(), 3u);
+  // Section names are not trimmed; a malformed header fails the list.
+  WriteFile(path, "[ c ]\n[d\n");
+  size = sizeof list;
+  EXPECT_EQ(SMReadINIPathFileValue(" c ", nullptr, 1, list, &size, nullptr, 0, path.c_str(), 1),
+            263u);
+  size = sizeof list;
+  EXPECT_EQ(SMReadINIPathFileValue(nullptr, nullptr, 1, list, &size, nullptr, 0, path.c_str(), 1),
+            SM_STATUS_READ_FAILED);
 }
 
 // head, then n copies of c, then tail: long names built by appending (GCC 12

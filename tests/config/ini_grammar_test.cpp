@@ -56,22 +56,6 @@ TEST(IniGrammar, reads) {
   }
 }
 
-TEST(IniGrammar, lists) {
-  std::vector<std::string_view> names;
-  const std::string file = "k=0\n[a]\nx=1\n;y=2\nno equals\n  z=3\n[b]\n[ c ]\n#w=4\n";
-  ASSERT_EQ(config::ListIniSections(file, &names), Status::kSuccess);
-  EXPECT_EQ(names, (std::vector<std::string_view>{"a", "b", " c "}));
-  names.clear();
-  ASSERT_EQ(config::ListIniKeys(file, "a", &names), Status::kSuccess);
-  EXPECT_EQ(names, (std::vector<std::string_view>{"x", "z"}));
-  names.clear();
-  EXPECT_EQ(config::ListIniKeys(file, "b", &names), Status::kEntryNotFound);
-  EXPECT_EQ(config::ListIniKeys(file, " c ", &names), Status::kEntryNotFound);
-  EXPECT_EQ(config::ListIniKeys(file, "d", &names), Status::kEndOfFile);
-  EXPECT_EQ(config::ListIniSections("k=1\n", &names), Status::kEndOfFile);
-  EXPECT_EQ(config::ListIniSections("[a]\n[b\n", &names), Status::kReadFailed);
-}
-
 struct EditCase {
   const char *name;
   std::string file;

@@ -62,25 +62,6 @@ TEST(PropertyGrammar, long_lines_are_read_in_pieces) {
   EXPECT_EQ(keys, (std::vector<std::string_view>{"k", "x", "y"}));
 }
 
-TEST(PropertyGrammar, a_write_replaces_the_first_matching_entry_or_leaves_nothing) {
-  const std::string file = "# head\nport: 1\n\nhost = h\\\n  more\n!x=1\nport=2\n";
-  std::vector<std::string_view> keys;
-  ASSERT_EQ(config::ListPropertyKeys(file, &keys), Status::kSuccess);
-  EXPECT_EQ(keys, (std::vector<std::string_view>{"port", "host", "port"}));
-  keys.clear();
-  EXPECT_EQ(config::ListPropertyKeys("# only\n\n  \n", &keys), Status::kEntryNotFound);
-
-  std::string out;
-  config::EditProperty(file, "host", "new", &out);
-  EXPECT_EQ(out, "# head\nport: 1\n\nhost=new\n!x=1\nport=2\n");
-  config::EditProperty(file, "portal", "9", &out);
-  EXPECT_EQ(out, "# head\nportal=9\n\nhost = h\\\n  more\n!x=1\nport=2\n");
-  config::EditProperty(file, "absent", "9", &out);
-  EXPECT_EQ(out, "");
-  config::EditProperty("k=v", "k", "w", &out);
-  EXPECT_EQ(out, "k=w\n");
-}
-
 // ---- The model ----------------------------------------------------------
 
 struct ModelEntry {
