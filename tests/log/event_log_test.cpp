@@ -178,6 +178,8 @@ TEST_F(EventLogTest, clear_rules_and_entries) {
   EXPECT_EQ(text.records[0].description, "Log was cleared");
   EXPECT_EQ(text.records[0].source, "admin");
   EXPECT_EQ(text.records[0].category, "Wexbridge Service");
+  EXPECT_EQ(text.records[0].event_id, 0u);
+  EXPECT_EQ(text.records[0].type_label, "Type: Information");
   const auto xml = logtest::ParseXmlLog(ReadFile(box_.XmlLog()));
   ASSERT_TRUE(xml.has_value());
   ASSERT_EQ(xml->size(), 1u);
