@@ -77,51 +77,31 @@ TEST_F(RotatedLogTest, arguments_and_open_failures) {
 using Files = std::map<std::string, std::string>;
 
 TEST_F(RotatedLogTest, rotation_moves_generations_as_the_size_demands) {
-  const std::string a100(100, 'a'), a101(101, 'a'), a10(10, 'a');
+  const std::string a100(100, 'a'), a101(101, 'a'), a10(10, 'a'), a20 = a10 + "0123456789";
+  // Row by row: the files before, the message (nullptr: the check alone),
+  // the maximum, the count and the options, the files after.
   const struct {
-    const char *name;
     Files before;
-    const char *message;  // nullptr: the check alone
+    const char *message;
     uint32_t max, count, options;
     Files after;
   } rows[] = {
-      {"exactly the maximum stays", {{"", a100}}, nullptr, 100, 2, 0, {{"", a100}}},
-      {"one byte more rotates", {{"", a101}}, nullptr, 100, 2, 0, {{".1", a101}}},
-      {"the message follows the check and may pass the maximum",
-       {{"", a10}},
-       "0123456789",
-       10,
-       1,
-       0,
-       {{"", a10 + "0123456789"}}},
-      {"the next message rotates",
-       {{"", a10 + "0123456789"}},
-       "next",
-       10,
-       1,
-       0,
-       {{".1", a10 + "0123456789"}, {"", "next"}}},
-      {"generations shift one step and the oldest is replaced",
-       {{"", "current"}, {".1", "one"}, {".2", "two"}, {".3", "three"}},
+      // Exactly the maximum stays; one byte more rotates.
+      {{{"", a100}}, nullptr, 100, 2, 0, {{"", a100}}},
+      {{{"", a101}}, nullptr, 100, 2, 0, {{".1", a101}}},
+      // The message is written after the check and may pass the maximum.
+      {{{"", a10}}, "0123456789", 10, 1, 0, {{"", a20}}},
+      {{{"", a20}}, "next", 10, 1, 0, {{".1", a20}, {"", "next"}}},
+      // Generations shift one step; the oldest is replaced; gaps stay.
+      {{{"", "now"}, {".1", "1"}, {".2", "2"}, {".3", "3"}},
        nullptr,
        1,
        3,
        0,
-       {{".1", "current"}, {".2", "one"}, {".3", "two"}}},
-      {"a missing middle generation shifts what exists",
-       {{"", "current"}, {".2", "two"}},
-       nullptr,
-       1,
-       3,
-       0,
-       {{".1", "current"}, {".3", "two"}}},
-      {"count zero deletes and the message starts a new file",
-       {{"", std::string(50, 'a')}},
-       "fresh",
-       10,
-       0,
-       4,
-       {{"", "fresh\n"}}},
+       {{".1", "now"}, {".2", "1"}, {".3", "2"}}},
+      {{{"", "now"}, {".2", "2"}}, nullptr, 1, 3, 0, {{".1", "now"}, {".3", "2"}}},
+      // Count zero deletes, and the message starts a new file.
+      {{{"", a100}}, "fresh", 10, 0, 4, {{"", "fresh\n"}}},
   };
   const std::string stem = std::filesystem::path(path_).filename();
   for (const auto &row : rows) {
@@ -132,8 +112,7 @@ TEST_F(RotatedLogTest, rotation_moves_generations_as_the_size_demands) {
     if (row.message != nullptr) {
       ASSERT_EQ(
           SMFileLogMsgToRotatedLog(row.message, path_.c_str(), row.max, row.count, row.options),
-          SM_STATUS_SUCCESS)
-          << row.name;
+          SM_STATUS_SUCCESS);
     } else {
       SMFileRotateCheck(path_.c_str(), row.max, row.count);
     }
@@ -141,7 +120,7 @@ TEST_F(RotatedLogTest, rotation_moves_generations_as_the_size_demands) {
     for (const std::string &name : kxtest::DirectoryEntries(dir_)) {
       after[name.substr(stem.size())] = ReadFile(dir_ + "/" + name);
     }
-    EXPECT_EQ(after, row.after) << row.name;
+    EXPECT_EQ(after, row.after) << "row " << &row - rows;
   }
 }
 
@@ -230,7 +209,8 @@ TEST(RotatedLogShared, four_writers_lose_nothing_from_the_kept_generations) {
     EXPECT_LT(size, kMax + 64) << suffix;
   }
   std::printf(
-      "[ figures  ] %d writers x %d messages: %zu kept in generations .3 to .1 and the "
+      "[ figures  ] %d writers x %d messages: %zu kept in generations .3 to .1 "
+      "and the "
       "file, none missing between, %u dropped with the oldest generations\n",
       kWriters, kMessages, kept.size(), total - static_cast<uint32_t>(kept.size()));
 }
