@@ -374,6 +374,20 @@ void KillAtChosenStep(config::RewriteStep step, uint64_t detail) {
   if (step == g_kill_step && detail >= g_kill_detail) raise(SIGKILL);
 }
 
+// Whether `dir`'s file system makes unnamed files, so that a rewrite's copy
+// has no name until it is the file.
+bool MakesUnnamedFiles(const std::string &dir) {
+  const int fd = open(dir.c_str(), O_TMPFILE | O_WRONLY, 0600);
+  if (fd >= 0) close(fd);
+  return fd >= 0;
+}
+
+// Rewrites with named copies only, for the life of the object.
+struct NamedCopiesOnly {
+  NamedCopiesOnly() { config::SetUnnamedCopiesForTesting(false); }
+  ~NamedCopiesOnly() { config::SetUnnamedCopiesForTesting(true); }
+};
+
 // Removes what killed writers left beside the file; returns how many.
 size_t ClearLeftovers(const std::string &dir, const std::string &keep) {
   size_t removed = 0;
@@ -383,7 +397,9 @@ size_t ClearLeftovers(const std::string &dir, const std::string &keep) {
   return removed;
 }
 
-void KillAtEveryStep(const CrashFormat &format, unsigned seed) {
+// `named_copies`: the copies have names (a file system without unnamed files),
+// so the killed writers leave some behind.
+void KillAtEveryStep(const CrashFormat &format, unsigned seed, bool named_copies = false) {
   kxtest::Sandbox sandbox;
   const std::string dir = sandbox.Path("crash"), path = dir + "/" + format.name;
   fs::create_directory(dir);
@@ -428,6 +444,11 @@ void KillAtEveryStep(const CrashFormat &format, unsigned seed) {
   EXPECT_EQ(mixed, 0);
   EXPECT_EQ(empty, 0);
   EXPECT_EQ(backups_left, 0);
+  if (named_copies) {
+    EXPECT_GT(temp_files, 0u);
+  } else if (MakesUnnamedFiles(dir)) {
+    EXPECT_EQ(temp_files, 0u);
+  }
   EXPECT_EQ(old_seen + new_seen, kTrials);
   EXPECT_GT(old_seen, 0);
   EXPECT_GT(new_seen, 0);  // kills after the last step leave the new file
@@ -478,6 +499,11 @@ void KillAtRandomTimes(const CrashFormat &format, unsigned seed, int trials) {
 
 TEST(IniReliability, writer_killed_at_every_step_leaves_old_or_new) {
   KillAtEveryStep(Ini(), 2024);
+}
+
+TEST(IniReliability, with_named_copies_a_killed_writer_still_leaves_old_or_new) {
+  NamedCopiesOnly named;
+  KillAtEveryStep(Ini(), 2026, true);
 }
 
 TEST(IniReliability, writer_killed_at_random_times_leaves_a_whole_file) {
