@@ -1,8 +1,8 @@
 // Locks, roll-back, temporary names and the crash-safe rewrite of shared
 // configuration files. The rewrite never edits a file in place: a complete
-// copy is written beside it and swapped in by two renames through the backup
-// name, and every session first rolls back a swap that a dead writer left
-// between those renames, so the old content wins.
+// copy is written beside it (unnamed where the file system allows) and swapped
+// in through the backup name, and every session first rolls back a swap that
+// a dead writer left half done, so the old content wins.
 #include "config/file_rewrite.h"
 
 #include <errno.h>
@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdio>
 #include <cstring>
 #include <new>
 
@@ -61,6 +62,7 @@ void DrawName(char name[kNameLength + 1]) {
 }
 
 std::atomic<RewriteSeam> g_seam{nullptr};
+std::atomic<bool> g_unnamed_copies{true};
 
 void Report(RewriteStep step, uint64_t detail = 0) {
   if (RewriteSeam seam = g_seam.load(std::memory_order_acquire)) seam(step, detail);
@@ -235,42 +237,94 @@ Status LoadConfigFile(const char *path, uint32_t flags, std::string *bytes) {
   return exists ? Status::kSuccess : Status::kFileOpenFailed;
 }
 
+namespace {
+
+// The copy of a rewrite until it becomes the file. Where the file system
+// allows, it is an unnamed file (O_TMPFILE) that gets its name only by being
+// linked onto the path: a writer killed before that leaves nothing behind.
+// Elsewhere it is a file with a fresh name beside the target, removed on
+// every failure.
+class RewriteCopy {
+ public:
+  ~RewriteCopy() {
+    if (fd_ >= 0) close(fd_);
+    if (!name_.empty()) unlink(name_.c_str());
+  }
+
+  // Statuses: 7 when no copy can be created, all ones when no name is free.
+  Status Create(const std::string &directory, mode_t mode) {
+    // Linking an unnamed file goes through its /proc entry.
+    if (g_unnamed_copies.load(std::memory_order_relaxed) && access("/proc/self/fd", X_OK) == 0) {
+      fd_ = open(directory.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, mode);
+      if (fd_ >= 0) return Status::kSuccess;
+      if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL) return Status::kNotFound;
+    }
+    for (int attempt = 0; attempt < kNameTries; ++attempt) {
+      char name[kNameLength + 1];
+      DrawName(name);
+      const std::string candidate = directory + "/" + name;
+      fd_ = open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+      if (fd_ >= 0) {
+        name_ = candidate;
+        return Status::kSuccess;
+      }
+      if (errno != EEXIST) return Status::kNotFound;
+    }
+    return Status::kError;
+  }
+
+  int fd() const { return fd_; }
+
+  // Closes a named copy (its last chance to report a write error); an
+  // unnamed one stays open until it is linked.
+  bool Finish() {
+    if (name_.empty()) return true;
+    const int fd = fd_;
+    fd_ = -1;
+    return close(fd) == 0;
+  }
+
+  // Puts the copy at `path`, which must not exist.
+  bool MoveTo(const std::string &path) {
+    if (!name_.empty()) {
+      if (rename(name_.c_str(), path.c_str()) != 0) return false;
+      name_.clear();
+      return true;
+    }
+    char link[32];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd_);
+    return linkat(AT_FDCWD, link, AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0;
+  }
+
+ private:
+  int fd_ = -1;
+  std::string name_;  // empty for an unnamed copy
+};
+
+}  // namespace
+
 Status ReplaceConfigFile(const std::string &path, std::string_view content, bool existed) {
-  const std::string directory = DirectoryOf(path);
   mode_t mode = 0644;
   if (struct stat info; existed && stat(path.c_str(), &info) == 0) mode = info.st_mode & 07777;
 
-  std::string temp;
-  int fd = -1;
-  for (int attempt = 0; attempt < kNameTries && fd < 0; ++attempt) {
-    char name[kNameLength + 1];
-    DrawName(name);
-    temp = directory + "/" + name;
-    // A new file gets the creation mode a plain open would give it.
-    fd = open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, existed ? 0600 : 0666);
-    if (fd < 0 && errno != EEXIST) return Status::kNotFound;
+  RewriteCopy copy;
+  // A new file gets the creation mode a plain open would give it.
+  if (Status status = copy.Create(DirectoryOf(path), existed ? 0600 : 0666); !Ok(status)) {
+    return status;
   }
-  if (fd < 0) return Status::kError;
-  if (existed) fchmod(fd, mode);
+  if (existed) fchmod(copy.fd(), mode);
   Report(RewriteStep::kTempCreated);
-  const bool written = WriteAll(fd, content);
-  if (close(fd) != 0 || !written) {
-    unlink(temp.c_str());
-    return Status::kWriteFailed;
-  }
+  const bool written = WriteAll(copy.fd(), content);
+  if (!copy.Finish() || !written) return Status::kWriteFailed;
   Report(RewriteStep::kTempWritten);
 
   const std::string backup = BackupName(path);
   if (existed) {
-    if (rename(path.c_str(), backup.c_str()) != 0) {
-      unlink(temp.c_str());
-      return Status::kError;
-    }
+    if (rename(path.c_str(), backup.c_str()) != 0) return Status::kError;
     Report(RewriteStep::kFileMovedToBackup);
   }
-  if (rename(temp.c_str(), path.c_str()) != 0) {
+  if (!copy.MoveTo(path)) {
     if (existed) rename(backup.c_str(), path.c_str());
-    unlink(temp.c_str());
     return Status::kInUse;
   }
   Report(RewriteStep::kTempMovedToFile);
@@ -281,6 +335,10 @@ Status ReplaceConfigFile(const std::string &path, std::string_view content, bool
 
 void SetRewriteSeam(RewriteSeam seam) {
   g_seam.store(seam, std::memory_order_release);
+}
+
+void SetUnnamedCopiesForTesting(bool allowed) {
+  g_unnamed_copies.store(allowed, std::memory_order_relaxed);
 }
 
 }  // namespace kx::config

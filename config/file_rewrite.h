@@ -84,12 +84,12 @@ Status LoadConfigFile(const char *path, uint32_t flags, std::string *bytes);
 // file in the same directory (with the file's permission bits, 0644 when they
 // cannot be read; a new file gets the default creation mode), then the file
 // moves to its backup name, the copy moves onto the file and the backup is
-// removed. A reader always finds the old or the new content; a writer killed
-// half way leaves a state that the next session rolls back to the old
-// content. Statuses: all ones when no temporary name is free or the file
-// cannot move to its backup name; 7 when the temporary file cannot be
-// created; 19 when it cannot be written; 258 when it cannot move onto the
-// file; 270 when the backup cannot be removed.
+// removed. The copy is an unnamed file, linked onto the path, where the file
+// system allows: a writer killed at any step leaves no temporary file. A reader always finds the
+// old or the new content; a writer killed half way leaves a state that the next session rolls back
+// to the old content. Statuses: all ones when no temporary name is free or the file cannot move to
+// its backup name; 7 when the temporary file cannot be created; 19 when it cannot be written; 258
+// when it cannot move onto the file; 270 when the backup cannot be removed.
 Status ReplaceConfigFile(const std::string &path, std::string_view content, bool existed);
 
 // The steps of a rewrite, reported to the test seam.
@@ -107,5 +107,9 @@ enum class RewriteStep {
 // off.
 using RewriteSeam = void (*)(RewriteStep step, uint64_t detail);
 void SetRewriteSeam(RewriteSeam seam);
+
+// Test seam: false makes every rewrite use a named copy, as on a file system
+// without unnamed files.
+void SetUnnamedCopiesForTesting(bool allowed);
 
 }  // namespace kx::config

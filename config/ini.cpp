@@ -11,12 +11,12 @@
 #include <new>
 #include <string_view>
 
+#include "base/memory.h"
 #include "config/file_rewrite.h"
 #include "config/ini_text.h"
 #include "config/ini_values.h"
 #include "config/name_list.h"
 #include "config/registry.h"
-#include "base/memory.h"
 #include "values/translation.h"
 
 namespace kx::config {

@@ -11,9 +11,9 @@
 #include <cstring>
 #include <new>
 
+#include "base/memory.h"
 #include "codec/md5.h"
 #include "config/registry.h"
-#include "base/memory.h"
 
 namespace kx::config {
 

@@ -18,11 +18,11 @@
 #include <optional>
 #include <string_view>
 
+#include "base/memory.h"
 #include "config/ipc_paths.h"
 #include "config/language.h"
 #include "config/registry_file.h"
 #include "config/registry_text.h"
-#include "base/memory.h"
 #include "os/mutex.h"
 
 namespace kx::config {

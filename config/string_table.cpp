@@ -9,11 +9,11 @@
 #include <cstring>
 #include <string_view>
 
+#include "base/memory.h"
 #include "config/ini.h"
 #include "config/ini_values.h"
 #include "config/language.h"
 #include "config/registry.h"
-#include "base/memory.h"
 #include "text/utf.h"
 
 namespace kx::config {

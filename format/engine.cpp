@@ -11,8 +11,8 @@
 #include <cmath>
 #include <cstring>
 
-#include "format/float_digits.h"
 #include "base/memory.h"
+#include "format/float_digits.h"
 #include "text/utf.h"
 
 namespace kx::format {

@@ -7,8 +7,8 @@
 #include <sched.h>
 #include <semaphore.h>
 
-#include "config/ipc_paths.h"
 #include "base/memory.h"
+#include "config/ipc_paths.h"
 #include "ipc/key_registry.h"
 #include "ipc/sysv.h"
 

@@ -10,9 +10,9 @@
 #include <atomic>
 #include <climits>
 
+#include "base/memory.h"
 #include "base/unloading.h"
 #include "config/ipc_paths.h"
-#include "base/memory.h"
 #include "ipc/mutex.h"
 #include "ipc/semaphore.h"
 

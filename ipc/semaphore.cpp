@@ -4,8 +4,8 @@
 
 #include <sys/sem.h>
 
-#include "config/ipc_paths.h"
 #include "base/memory.h"
+#include "config/ipc_paths.h"
 #include "ipc/key_registry.h"
 #include "ipc/sysv.h"
 

@@ -5,15 +5,15 @@
 #include <cstdio>
 #include <cstring>
 
-#include "config/registry.h"
 #include "base/memory.h"
+#include "config/registry.h"
 #include "log/event_types.h"
 #include "log/log_file.h"
+#include "log/log_strings.h"
 #include "log/max_size.h"
 #include "log/system_log.h"
 #include "log/text_log.h"
 #include "log/xml_log.h"
-#include "log/log_strings.h"
 
 namespace kx::log {
 

@@ -12,8 +12,8 @@
 #include <string>
 
 #include "base/memory.h"
-#include "os/mutex.h"
 #include "log/log_strings.h"
+#include "os/mutex.h"
 
 namespace kx::log {
 

@@ -18,8 +18,8 @@
 
 #include "base/memory.h"
 #include "log/event_types.h"
-#include "values/translation.h"
 #include "log/log_strings.h"
+#include "values/translation.h"
 
 namespace kx::log {
 

@@ -23,9 +23,9 @@
 
 #include "log/event_types.h"
 #include "log/log_file.h"
+#include "log/log_strings.h"
 #include "log/max_size.h"
 #include "text/utf.h"
-#include "log/log_strings.h"
 
 namespace kx::log {
 

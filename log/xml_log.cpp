@@ -29,10 +29,10 @@
 #include "base/memory.h"
 #include "log/event_types.h"
 #include "log/log_file.h"
-#include "log/max_size.h"
-#include "xml/buffer.h"
-#include "values/translation.h"
 #include "log/log_strings.h"
+#include "log/max_size.h"
+#include "values/translation.h"
+#include "xml/buffer.h"
 
 namespace kx::log {
 

@@ -98,6 +98,9 @@ for option in $("$tool" --help | options); do
   has_word "$options_text" "$option" ||
     complain "global option $option of kxsupt is missing under .SH OPTIONS; add a .TP paragraph for it"
 done
+version=$("$tool" --version)
+grep -qF -- "$version" <<<"$options_text" ||
+  complain "the --version paragraph under .SH OPTIONS does not show what the tool prints: \"$version\""
 
 if [ $problems -ne 0 ]; then
   echo "man page: $problems difference(s) from kxsupt --help" >&2

@@ -23,7 +23,7 @@ mapfile -t modules < <(grep -E '^[a-z]' layers.txt | while read -r dir; do [ -d 
 filter="^($(IFS='|'; echo "${modules[*]}"))/"
 mkdir -p "$build/coverage"
 gcovr --root . --object-directory "$build" --filter "$filter" \
-  --exclude-directories "$build/CMakeFiles" \
+  --exclude-directories "$build/CMakeFiles/([0-9.]+|CMakeScratch|CMakeTmp)" \
   --exclude-unreachable-branches --exclude-throw-branches \
   --json-summary "$build/coverage/summary.json" \
   --html-details "$build/coverage/index.html" >/dev/null

@@ -26,7 +26,8 @@ void Complain(const std::string &message) {
 
 namespace {
 
-constexpr const char *kToolVersion = "0.1.0";
+// The package version (the project's), set by the build.
+constexpr const char *kToolVersion = KXSUPT_PACKAGE_VERSION;
 
 std::string VersionText() {
   return std::string("kxsupt ") + kToolVersion + " (libkxsupt interface " +

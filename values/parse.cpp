@@ -8,8 +8,8 @@
 
 #include "base/memory.h"
 #include "text/utf.h"
-#include "values/translation.h"
 #include "values/forms.h"
+#include "values/translation.h"
 
 namespace kx::values {
 

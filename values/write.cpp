@@ -9,11 +9,11 @@
 #include <ctime>
 #include <limits>
 
-#include "format/format.h"
 #include "base/memory.h"
+#include "format/format.h"
 #include "text/utf.h"
-#include "values/translation.h"
 #include "values/forms.h"
+#include "values/translation.h"
 
 namespace kx::values {
 

@@ -1,38 +1,34 @@
 // The library's file lock with real processes: exclusion and sharing between
 // processes, exclusion between handles of one process, a racy counter kept
-// exact, the polling time-out, the lock file's name and the statuses.
+// exact, the polling time-out, the lock file's name and the statuses; and,
+// for INI and property files alike, the lock wait of the calls, their refusal
+// without a registry, the roll-back of an interrupted rewrite and what a
+// rewrite keeps (links, permissions) and leaves (nothing).
 #include <gtest/gtest.h>
+#include <kxsupt.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
 #include <functional>
+#include <set>
 #include <string>
 
 #include "config/file_lock.h"
+#include "config/file_rewrite.h"
 #include "config/ipc_paths.h"
 #include "sandbox.h"
 
 namespace {
 
 using kx::Status;
+using kxtest::Reap;
 using kxtest::Sandbox;
+using kxtest::Spawn;
 namespace config = kx::config;
-
-// Runs `body` in a child process and returns its exit status (255 when it
-// did not exit normally).
-pid_t Spawn(const std::function<int()> &body) {
-  pid_t pid = fork();
-  if (pid == 0) _exit(body());
-  return pid;
-}
-int Reap(pid_t pid) {
-  int status = 0;
-  if (waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) return 255;
-  return WEXITSTATUS(status);
-}
 
 // A child that takes the lock in `mode`, reports on `ready` and holds the lock
 // until `release` has a byte.
@@ -199,6 +195,136 @@ TEST(FileLock, denied_lock_file_is_access_denied) {
   int result = Reap(child);
   if (result == 100) GTEST_SKIP() << "cannot change user";
   EXPECT_EQ(result, 0);
+}
+
+// INI and property files through the exported calls, on a key k.
+struct ConfigFormat {
+  const char *name;
+  std::function<std::string(const char *value)> text;  // a file holding k=value
+  std::function<SMStatus(const std::string &path, const char *value, uint32_t flags)> set;
+  std::function<SMStatus(const std::string &path, char *value, uint32_t *size, const char *def,
+                         uint32_t flags)>
+      get;
+};
+
+const ConfigFormat kFormats[] = {
+    {"a.ini", [](const char *v) { return std::string("[s]\nk=").append(v).append("\n"); },
+     [](const std::string &path, const char *v, uint32_t flags) {
+       return SMWriteINIPathFileValue("s", "k", 1, v, static_cast<uint32_t>(strlen(v) + 1),
+                                      path.c_str(), flags);
+     },
+     [](const std::string &path, char *v, uint32_t *size, const char *def, uint32_t flags) {
+       return SMReadINIPathFileValue("s", "k", 1, v, size, def, def ? 2 : 0, path.c_str(), flags);
+     }},
+    {"a.properties", [](const char *v) { return std::string("k=").append(v).append("\n"); },
+     [](const std::string &path, const char *v, uint32_t flags) {
+       return SMPropertyFileWriteValue("k", SM_XLT_UTF8_STRING, v,
+                                       static_cast<uint32_t>(strlen(v) + 1), path.c_str(), flags);
+     },
+     [](const std::string &path, char *v, uint32_t *size, const char *def, uint32_t flags) {
+       return SMPropertyFileReadValue("k", SM_XLT_UTF8_STRING, v, size, def, def ? 2 : 0,
+                                      path.c_str(), flags);
+     }},
+};
+
+// k's value, or "" when the read fails.
+std::string Get(const ConfigFormat &format, const std::string &path) {
+  char value[64];
+  uint32_t size = sizeof value;
+  return format.get(path, value, &size, nullptr, 1) == 0 ? value : "";
+}
+
+TEST(ConfigFileLock, a_held_lock_fails_one_try_and_waits_otherwise) {
+  Sandbox sandbox;
+  for (const ConfigFormat &format : kFormats) {
+    SCOPED_TRACE(format.name);
+    const std::string path = sandbox.Path(format.name);
+    kxtest::WriteFile(path, format.text("1"));
+    int ready[2], release[2];
+    ASSERT_EQ(pipe(ready), 0);
+    ASSERT_EQ(pipe(release), 0);
+    const pid_t holder = Spawn([&] {
+      config::ConfigFileSession session;
+      char byte = Ok(session.Begin(path.c_str(), config::kFileLockWrite, 1)) ? 'y' : 'n';
+      return write(ready[1], &byte, 1) == 1 && read(release[0], &byte, 1) == 1 ? 0 : 2;
+    });
+    char byte = 0;
+    ASSERT_EQ(read(ready[0], &byte, 1), 1);
+    ASSERT_EQ(byte, 'y');
+    char value[8];
+    uint32_t size = sizeof value;
+    EXPECT_EQ(format.get(path, value, &size, nullptr, 0), SM_STATUS_TIMEOUT);
+    EXPECT_EQ(format.set(path, "2", 2), SM_STATUS_TIMEOUT);
+    EXPECT_EQ(format.set(path, "2", 0), SM_STATUS_TIMEOUT);
+    ASSERT_EQ(write(release[1], &byte, 1), 1);
+    EXPECT_EQ(format.set(path, "3", 1), 0u);  // waits for the holder to finish
+    EXPECT_EQ(Reap(holder), 0);
+    EXPECT_EQ(Get(format, path), "3");
+    for (int fd : {ready[0], ready[1], release[0], release[1]}) close(fd);
+  }
+}
+
+TEST(ConfigFileLock, without_a_registry_no_lock_can_be_made) {
+  // The file lock lives in the registry's data directory; without a registry
+  // no configuration file can be reached.
+  kxtest::UnloadLibrary();
+  char pattern[] = "/tmp/kxsupt-noreg-XXXXXX";
+  const std::string dir = mkdtemp(pattern);
+  for (const ConfigFormat &format : kFormats) {
+    const std::string path = dir + "/" + format.name;
+    kxtest::WriteFile(path, format.text("v"));
+    char value[8];
+    uint32_t size = sizeof value;
+    EXPECT_EQ(format.get(path, value, &size, "d", 1), SM_STATUS_NO_MEMORY) << format.name;
+    EXPECT_STREQ(value, "d");
+    EXPECT_EQ(format.set(path, "w", 1), SM_STATUS_NO_MEMORY) << format.name;
+    EXPECT_EQ(kxtest::ReadFile(path), format.text("v"));
+  }
+  std::filesystem::remove_all(dir);
+}
+
+TEST(ConfigFileLock, an_interrupted_rewrite_is_rolled_back) {
+  Sandbox sandbox;
+  for (const ConfigFormat &format : kFormats) {
+    SCOPED_TRACE(format.name);
+    const std::string path = sandbox.Path(format.name), backup = config::BackupName(path);
+    // The writer died after moving the file aside: only the backup is left.
+    kxtest::WriteFile(backup, format.text("old"));
+    EXPECT_EQ(Get(format, path), "old");
+    EXPECT_FALSE(kxtest::FileExists(backup));
+    // It died after moving the copy in: the old content still wins.
+    kxtest::WriteFile(path, format.text("half"));
+    kxtest::WriteFile(backup, format.text("older"));
+    EXPECT_EQ(Get(format, path), "older");
+    kxtest::WriteFile(backup, format.text("oldest"));
+    ASSERT_EQ(format.set(path, "new", 1), 0u);
+    EXPECT_EQ(kxtest::ReadFile(path), format.text("new"));
+    EXPECT_FALSE(kxtest::FileExists(backup));
+  }
+  EXPECT_EQ(kxtest::DirectoryEntries(sandbox.dir()),
+            (std::set<std::string>{"a.ini", "a.properties", "var", "vqreg.cfg"}));
+}
+
+TEST(ConfigFileLock, a_write_through_a_link_keeps_the_link_and_the_permissions) {
+  Sandbox sandbox;
+  std::filesystem::create_directory(sandbox.Path("d"));
+  for (const ConfigFormat &format : kFormats) {
+    SCOPED_TRACE(format.name);
+    const std::string target = sandbox.Path("d/") + format.name;
+    const std::string link = sandbox.Path("link-") + format.name;
+    kxtest::WriteFile(target, format.text("1"));
+    ASSERT_EQ(chmod(target.c_str(), 0640), 0);
+    std::filesystem::create_symlink(std::string("d/") + format.name, link);
+    ASSERT_EQ(format.set(link, "2", 1), 0u);
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_EQ(kxtest::ReadFile(target), format.text("2"));
+    EXPECT_EQ(Get(format, link), "2");
+    struct stat info;
+    ASSERT_EQ(stat(target.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 07777, 0640u);
+  }
+  EXPECT_EQ(kxtest::DirectoryEntries(sandbox.Path("d")),
+            (std::set<std::string>{"a.ini", "a.properties"}));
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "sandbox.h"
@@ -53,48 +54,41 @@ std::string HexList(const std::vector<uint8_t> &bytes) {
 }
 
 TEST_F(IniValues, random_values_round_trip_through_their_texts) {
+  // Writes `value` as `type`, expects the C library's text of it, and reads
+  // it back; a double reads back as strtod reads that text.
+  auto round_trip = [&](uint32_t type, auto value, const std::string &text) {
+    const uint32_t width = sizeof value;
+    ASSERT_EQ(Write(type, &value, width), 0u) << type;
+    EXPECT_EQ(Stored(), text) << type;
+    decltype(value) back{};
+    uint32_t size = width;
+    ASSERT_EQ(Read(type, &back, &size), 0u) << type;
+    EXPECT_EQ(size, width);
+    if constexpr (std::is_same_v<decltype(value), double>) {
+      EXPECT_EQ(back, std::strtod(text.c_str(), nullptr));
+    } else {
+      EXPECT_EQ(back, value) << type;
+    }
+  };
   std::mt19937_64 random(9);
   for (int trial = 0; trial < 200; ++trial) {
     const uint64_t bits = random() >> (random() % 64);
-    // 5: unsigned 32-bit
-    uint32_t u32 = static_cast<uint32_t>(bits), u32_back = 0, size = 4;
-    ASSERT_EQ(Write(5, &u32, 4), 0u);
-    EXPECT_EQ(Stored(), Printed("%" PRIu32, u32));
-    ASSERT_EQ(Read(5, &u32_back, &size), 0u);
-    EXPECT_EQ(u32_back, u32);
-    EXPECT_EQ(size, 4u);
-    // 6: signed 32-bit
-    int32_t i32 = static_cast<int32_t>(bits), i32_back = 0;
-    ASSERT_EQ(Write(6, &i32, 4), 0u);
-    EXPECT_EQ(Stored(), Printed("%" PRId32, i32));
-    ASSERT_EQ(Read(6, &i32_back, &size), 0u);
-    EXPECT_EQ(i32_back, i32);
-    // 7 and 8: 64-bit
-    uint64_t u64 = bits, u64_back = 0;
-    size = 8;
-    ASSERT_EQ(Write(7, &u64, 8), 0u);
-    EXPECT_EQ(Stored(), Printed("%" PRIu64, u64));
-    ASSERT_EQ(Read(7, &u64_back, &size), 0u);
-    EXPECT_EQ(u64_back, u64);
-    int64_t i64 = static_cast<int64_t>(bits) * (trial % 2 ? -1 : 1), i64_back = 0;
-    ASSERT_EQ(Write(8, &i64, 8), 0u);
-    EXPECT_EQ(Stored(), Printed("%" PRId64, i64));
-    ASSERT_EQ(Read(8, &i64_back, &size), 0u);
-    EXPECT_EQ(i64_back, i64);
-    // 9: double, written "%.8f" and read back as strtod reads that text
-    double d = static_cast<double>(static_cast<int64_t>(bits)) / (1u << (trial % 30)), d_back;
-    ASSERT_EQ(Write(9, &d, 8), 0u);
-    const std::string text = Printed("%.8f", d);
-    EXPECT_EQ(Stored(), text);
-    ASSERT_EQ(Read(9, &d_back, &size), 0u);
-    EXPECT_EQ(d_back, std::strtod(text.c_str(), nullptr));
+    const auto u32 = static_cast<uint32_t>(bits);
+    const auto i32 = static_cast<int32_t>(bits);
+    const int64_t i64 = static_cast<int64_t>(bits) * (trial % 2 ? -1 : 1);
+    const double d = static_cast<double>(static_cast<int64_t>(bits)) / (1u << (trial % 30));
+    round_trip(5, u32, Printed("%" PRIu32, u32));
+    round_trip(6, i32, Printed("%" PRId32, i32));
+    round_trip(7, bits, Printed("%" PRIu64, bits));
+    round_trip(8, i64, Printed("%" PRId64, i64));
+    round_trip(9, d, Printed("%.8f", d));
     // 3: byte array
     std::vector<uint8_t> bytes(1 + random() % 40);
     for (uint8_t &b : bytes) b = static_cast<uint8_t>(random());
     ASSERT_EQ(Write(3, bytes.data(), static_cast<uint32_t>(bytes.size())), 0u);
     EXPECT_EQ(Stored(), HexList(bytes));
     std::vector<uint8_t> back(64);
-    size = static_cast<uint32_t>(back.size());
+    uint32_t size = static_cast<uint32_t>(back.size());
     ASSERT_EQ(Read(3, back.data(), &size), 0u);
     back.resize(size);
     EXPECT_EQ(back, bytes);

@@ -1,7 +1,6 @@
 // Property files through the exported calls: argument rules, typed reads and
 // their defaults, the key list, writes in place (continuations, prefix keys,
-// the empty-file rule), what a write keeps (permissions, links, no leftover
-// files), roll-back of an interrupted rewrite and the lock wait.
+// the empty-file rule).
 #include <gtest/gtest.h>
 #include <kxsupt.h>
 #include <sys/stat.h>
@@ -43,11 +42,6 @@ class PropertyFile : public ::testing::Test {
     return SMPropertyFileWriteValue(key, SM_XLT_UTF8_STRING, value,
                                     static_cast<uint32_t>(strlen(value) + 1), path.c_str(), 1);
   }
-  std::set<std::string> Entries(const std::string &dir) {
-    std::set<std::string> names;
-    for (const auto &entry : fs::directory_iterator(dir)) names.insert(entry.path().filename());
-    return names;
-  }
 };
 
 TEST_F(PropertyFile, missing_arguments_and_bad_types_are_refused) {
@@ -77,65 +71,40 @@ TEST_F(PropertyFile, missing_arguments_and_bad_types_are_refused) {
   EXPECT_EQ(ReadFile(path), "k=v\n");
 }
 
-TEST_F(PropertyFile, values_are_found_by_prefix_and_converted_by_type) {
+TEST_F(PropertyFile, values_are_converted_by_type) {
   WriteFile(path,
-            "! comment\n// comment too\nport: 8080\nportnumber=9090\nhost = h1\\\n"
-            "  h2  \nflag=TRUE\nratio=2.5\nlang=pt_BR\nbytes=00FF10\nneg=-7\n");
-  EXPECT_EQ(Get("port"), "8080");
-  EXPECT_EQ(Get("portal"), "8080");      // the line key "port" is a prefix of it
-  EXPECT_EQ(Get("portnumber"), "8080");  // "port" comes first and answers it too
+            "! comment\nport: 8080\nhost = h1\\\n  h2  \nflag=TRUE\nratio=2.5\nlang=pt_BR\n"
+            "bytes=00FF10\nbig=300\nneg=-300\n");
   EXPECT_EQ(Get("host"), "h1\n  h2");
-  SMStatus status;
-  Get("!", &status);
-  EXPECT_EQ(status, SM_STATUS_ENTRY_NOT_FOUND);
-  Get("//", &status);
-  EXPECT_EQ(status, SM_STATUS_ENTRY_NOT_FOUND);
-  Get("absent", &status);
-  EXPECT_EQ(status, SM_STATUS_ENTRY_NOT_FOUND);
-
-  uint32_t number = 0, size = sizeof number;
-  EXPECT_EQ(
-      SMPropertyFileReadValue("port", SM_XLT_UINT32, &number, &size, nullptr, 0, path.c_str(), 1),
-      SM_STATUS_SUCCESS);
-  EXPECT_EQ(number, 8080u);
-  EXPECT_EQ(size, 4u);
-  uint16_t flag = 0;
-  size = sizeof flag;
-  EXPECT_EQ(
-      SMPropertyFileReadValue("flag", SM_XLT_BOOLEAN, &flag, &size, nullptr, 0, path.c_str(), 1),
-      SM_STATUS_SUCCESS);
-  EXPECT_EQ(flag, 1u);
-  double ratio = 0;
-  size = sizeof ratio;
-  EXPECT_EQ(
-      SMPropertyFileReadValue("ratio", SM_XLT_DOUBLE, &ratio, &size, nullptr, 0, path.c_str(), 1),
-      SM_STATUS_SUCCESS);
-  EXPECT_EQ(ratio, 2.5);
-  uint32_t language = 0;
-  size = sizeof language;
-  EXPECT_EQ(SMPropertyFileReadValue("lang", SM_XLT_LANGUAGE_ID, &language, &size, nullptr, 0,
-                                    path.c_str(), 1),
-            SM_STATUS_SUCCESS);
-  EXPECT_EQ(language, 1046u);
-  uint8_t bytes[8] = {};
-  size = sizeof bytes;
-  EXPECT_EQ(SMPropertyFileReadValue("bytes", SM_XLT_BYTE_ARRAY, bytes, &size, nullptr, 0,
-                                    path.c_str(), 1),
-            SM_STATUS_SUCCESS);
-  EXPECT_EQ(size, 3u);
-  EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + 3), (std::vector<uint8_t>{0x00, 0xFF, 0x10}));
-  // Text that is no number of the type: the translation's statuses.
-  size = sizeof number;
-  EXPECT_EQ(
-      SMPropertyFileReadValue("host", SM_XLT_UINT32, &number, &size, nullptr, 0, path.c_str(), 1),
-      SM_STATUS_INVALID_PARAMETER);
-  int8_t small = 0;
-  size = 1;
-  WriteFile(path, "big=300\nneg=-300\n");
-  EXPECT_EQ(SMPropertyFileReadValue("big", SM_XLT_INT8, &small, &size, nullptr, 0, path.c_str(), 1),
-            SM_STATUS_OVERFLOW);
-  EXPECT_EQ(SMPropertyFileReadValue("neg", SM_XLT_INT8, &small, &size, nullptr, 0, path.c_str(), 1),
-            SM_STATUS_UNDERFLOW);
+  const struct {
+    const char *key;
+    uint32_t type, room;
+    SMStatus status;
+    uint32_t size;
+    uint64_t bits;  // the value's bits, zero-extended from its width
+  } rows[] = {
+      {"port", SM_XLT_UINT32, 4, SM_STATUS_SUCCESS, 4, 8080},
+      {"flag", SM_XLT_BOOLEAN, 2, SM_STATUS_SUCCESS, 2, 1},
+      {"ratio", SM_XLT_DOUBLE, 8, SM_STATUS_SUCCESS, 8, 0x4004000000000000ull},  // 2.5
+      {"lang", SM_XLT_LANGUAGE_ID, 4, SM_STATUS_SUCCESS, 4, 1046},
+      {"bytes", SM_XLT_BYTE_ARRAY, 8, SM_STATUS_SUCCESS, 3, 0x10FF00},
+      // Text that is no number of the type: the translation's statuses.
+      {"host", SM_XLT_UINT32, 4, SM_STATUS_INVALID_PARAMETER, 0, 0},
+      {"big", SM_XLT_INT8, 1, SM_STATUS_OVERFLOW, 0, 0},
+      {"neg", SM_XLT_INT8, 1, SM_STATUS_UNDERFLOW, 0, 0},
+      {"!", SM_XLT_UTF8_STRING, 8, SM_STATUS_ENTRY_NOT_FOUND, 0, 0},
+  };
+  for (const auto &row : rows) {
+    uint64_t bits = 0;
+    uint32_t size = row.room;
+    EXPECT_EQ(SMPropertyFileReadValue(row.key, row.type, &bits, &size, nullptr, 0, path.c_str(), 1),
+              row.status)
+        << row.key;
+    if (row.status == SM_STATUS_SUCCESS) {
+      EXPECT_EQ(size, row.size) << row.key;
+      EXPECT_EQ(bits, row.bits) << row.key;
+    }
+  }
 }
 
 TEST_F(PropertyFile, a_default_stands_in_for_a_failure_when_it_fits) {
@@ -262,84 +231,6 @@ TEST_F(PropertyFile, writing_an_absent_key_empties_the_file) {
   EXPECT_EQ(SMPropertyFileWriteValue("a", SM_XLT_UTF8_STRING, "1", 2, absent.c_str(), 1),
             SM_STATUS_FILE_OPEN_FAILED);
   EXPECT_FALSE(kxtest::FileExists(absent));
-}
-
-TEST_F(PropertyFile, a_write_keeps_permissions_and_links_and_leaves_nothing) {
-  fs::create_directory(sandbox.Path("d"));
-  const std::string target = sandbox.Path("d/t.properties");
-  WriteFile(target, "k=1\n");
-  ASSERT_EQ(chmod(target.c_str(), 0640), 0);
-  fs::create_symlink("t.properties", sandbox.Path("d/link.properties"));
-  path = sandbox.Path("d/link.properties");
-  ASSERT_EQ(Set("k", "2"), SM_STATUS_SUCCESS);
-  EXPECT_TRUE(fs::is_symlink(path));
-  EXPECT_EQ(ReadFile(target), "k=2\n");
-  struct stat info;
-  ASSERT_EQ(stat(target.c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 07777, 0640u);
-  EXPECT_EQ(Entries(sandbox.Path("d")), (std::set<std::string>{"t.properties", "link.properties"}));
-}
-
-TEST_F(PropertyFile, an_interrupted_rewrite_is_rolled_back) {
-  // A writer died between its renames: the old content waits under the
-  // backup name, and the file holds a new copy (or nothing).
-  WriteFile(config::BackupName(path), "k=old\n");
-  WriteFile(path, "k=half\n");
-  EXPECT_EQ(Get("k"), "old");
-  EXPECT_FALSE(kxtest::FileExists(config::BackupName(path)));
-  WriteFile(config::BackupName(path), "k=older\n");
-  ASSERT_EQ(Set("k", "new"), SM_STATUS_SUCCESS);
-  EXPECT_EQ(ReadFile(path), "k=new\n");
-  EXPECT_FALSE(kxtest::FileExists(config::BackupName(path)));
-}
-
-TEST_F(PropertyFile, a_held_lock_fails_one_try_and_waits_otherwise) {
-  WriteFile(path, "k=1\n");
-  int ready[2], release[2];
-  ASSERT_EQ(pipe(ready), 0);
-  ASSERT_EQ(pipe(release), 0);
-  pid_t holder = fork();
-  if (holder == 0) {
-    config::ConfigFileSession session;
-    Status status = session.Begin(path.c_str(), config::kFileLockWrite, 1);
-    char byte = Ok(status) ? 'y' : 'n';
-    if (write(ready[1], &byte, 1) != 1 || read(release[0], &byte, 1) != 1) _exit(2);
-    _exit(0);
-  }
-  char byte = 0;
-  ASSERT_EQ(read(ready[0], &byte, 1), 1);
-  ASSERT_EQ(byte, 'y');
-  char value[8];
-  uint32_t size = sizeof value;
-  EXPECT_EQ(
-      SMPropertyFileReadValue("k", SM_XLT_UTF8_STRING, value, &size, nullptr, 0, path.c_str(), 0),
-      SM_STATUS_TIMEOUT);
-  EXPECT_EQ(SMPropertyFileWriteValue("k", SM_XLT_UTF8_STRING, "2", 2, path.c_str(), 0),
-            SM_STATUS_TIMEOUT);
-  ASSERT_EQ(write(release[1], &byte, 1), 1);
-  EXPECT_EQ(Set("k", "3"), SM_STATUS_SUCCESS);  // waits for the holder to finish
-  int status = 0;
-  waitpid(holder, &status, 0);
-  EXPECT_EQ(status, 0);
-  EXPECT_EQ(Get("k"), "3");
-  for (int fd : {ready[0], ready[1], release[0], release[1]}) close(fd);
-}
-
-TEST(PropertyFileWithoutRegistry, no_lock_can_be_made) {
-  kxtest::UnloadLibrary();
-  char pattern[] = "/tmp/kxsupt-noreg-XXXXXX";
-  const std::string dir = mkdtemp(pattern);
-  const std::string path = dir + "/a.properties";
-  WriteFile(path, "k=v\n");
-  char value[8];
-  uint32_t size = sizeof value;
-  EXPECT_EQ(SMPropertyFileReadValue("k", SM_XLT_UTF8_STRING, value, &size, "d", 2, path.c_str(), 1),
-            SM_STATUS_NO_MEMORY);
-  EXPECT_STREQ(value, "d");
-  EXPECT_EQ(SMPropertyFileWriteValue("k", SM_XLT_UTF8_STRING, "w", 2, path.c_str(), 1),
-            SM_STATUS_NO_MEMORY);
-  EXPECT_EQ(ReadFile(path), "k=v\n");
-  fs::remove_all(dir);
 }
 
 }  // namespace

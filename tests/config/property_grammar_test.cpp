@@ -1,7 +1,7 @@
-// The property-file grammar: the rules one by one, then random files checked
-// against a small model written from the rules (lines as whole strings,
-// entries as line ranges), for the value found, the key list and the edited
-// text of a write.
+// The property-file grammar: random files checked against a small model
+// written from the rules (lines as whole strings, entries as line ranges), for
+// the value found, the key list and the edited text of a write; and the cases
+// the random files do not reach.
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -29,46 +29,17 @@ TEST(PropertyGrammar, lines_follow_the_separator_comment_and_continuation_rules)
     const char *key;
     std::optional<std::string> value;
   } cases[] = {
-      // Separators: any run of blanks, ':' and '='.
-      {"port: 8080\n", "port", "8080"},
-      {"port=8080\n", "port", "8080"},
-      {"port 8080\n", "port", "8080"},
-      {"port\t=:  8080\n", "port", "8080"},
-      {"port==8080\n", "port", "8080"},
+      // What the random files below do not hold: values that look like
+      // comments or separators, case, continued comments.
       {"url=http://h:80/x\n", "url", "http://h:80/x"},
       {"k = a = b\n", "k", "a = b"},
-      // Leading blanks skipped, trailing blanks (CR included) removed.
-      {"  \t port=1 \t\r\n", "port", "1"},
-      {"port=a b  \n", "port", "a b"},
-      {"port\n", "port", ""},
-      // Comments, short lines.
-      {"#port=1\nport=2\n", "port", "2"},
-      {";port=1\nport=2\n", "port", "2"},
-      {"!port=1\nport=2\n", "port", "2"},
-      {"//port=1\nport=2\n", "port", "2"},
       {"   ! port=1\n", "port", std::nullopt},
-      {"/port=1\n", "/port", "1"},
       {"p\n", "p", std::nullopt},
-      {"  p\n", "p", std::nullopt},
-      {"p=\n", "p", ""},
-      // Prefix comparison over the line key's length; the first line wins.
-      {"port=1\n", "portal", "1"},
-      {"portal=1\n", "port", std::nullopt},
-      {"po=1\nport=2\n", "port", "1"},
       {"=x\nport=2\n", "port", "x"},
       {"Port=1\n", "port", std::nullopt},
-      // Continuation: one backslash joins with a line feed, two do not.
-      {"k=a\\\n  b  \nn=1\n", "k", "a\n  b"},
-      {"k=a\\\nb\\\nc\n", "k", "a\nb\nc"},
-      {"k=a\\\\\nb=2\n", "k", "a\\\\"},
       {"k=a\\\\\\\nb=2\n", "k", "a\\\\\\"},
-      {"k=a\\  \nb\n", "k", "a\nb"},
       {"k=\\\n#not a comment\n", "k", "\n#not a comment"},
-      {"k=a\\", "k", "a\n"},
       {"k=a\\\nport=1\n", "port", std::nullopt},
-      // A line ends at LF; the last one may lack it; a NUL ends what is read.
-      {"k=v", "k", "v"},
-      {"k=v\0w\nz=1\n", "k", "v"},
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(::testing::Message() << "file \"" << c.file << "\", key " << c.key);
@@ -89,25 +60,6 @@ TEST(PropertyGrammar, long_lines_are_read_in_pieces) {
   std::vector<std::string_view> keys;
   ASSERT_EQ(config::ListPropertyKeys(file, &keys), Status::kSuccess);
   EXPECT_EQ(keys, (std::vector<std::string_view>{"k", "x", "y"}));
-}
-
-TEST(PropertyGrammar, a_write_replaces_the_first_matching_entry_or_leaves_nothing) {
-  const std::string file = "# head\nport: 1\n\nhost = h\\\n  more\n!x=1\nport=2\n";
-  std::vector<std::string_view> keys;
-  ASSERT_EQ(config::ListPropertyKeys(file, &keys), Status::kSuccess);
-  EXPECT_EQ(keys, (std::vector<std::string_view>{"port", "host", "port"}));
-  keys.clear();
-  EXPECT_EQ(config::ListPropertyKeys("# only\n\n  \n", &keys), Status::kEntryNotFound);
-
-  std::string out;
-  config::EditProperty(file, "host", "new", &out);
-  EXPECT_EQ(out, "# head\nport: 1\n\nhost=new\n!x=1\nport=2\n");
-  config::EditProperty(file, "portal", "9", &out);
-  EXPECT_EQ(out, "# head\nportal=9\n\nhost = h\\\n  more\n!x=1\nport=2\n");
-  config::EditProperty(file, "absent", "9", &out);
-  EXPECT_EQ(out, "");
-  config::EditProperty("k=v", "k", "w", &out);
-  EXPECT_EQ(out, "k=w\n");
 }
 
 // ---- The model ----------------------------------------------------------

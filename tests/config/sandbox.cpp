@@ -1,9 +1,11 @@
-// The configuration tests' sandbox registry and small file helpers.
+// The configuration tests' sandbox registry, file and process helpers.
 #include "sandbox.h"
 
 #include <stdlib.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -61,6 +63,31 @@ std::string ReadFile(const std::string &path) {
 
 bool FileExists(const std::string &path) {
   return access(path.c_str(), F_OK) == 0;
+}
+
+std::set<std::string> DirectoryEntries(const std::string &dir) {
+  std::set<std::string> names;
+  for (const auto &entry : std::filesystem::directory_iterator(dir)) {
+    names.insert(entry.path().filename());
+  }
+  return names;
+}
+
+pid_t Spawn(const std::function<int()> &body) {
+  std::fflush(stdout);  // the child must not repeat the parent's pending output
+  pid_t pid = fork();
+  if (pid == 0) {
+    int code = body();
+    std::fflush(stdout);
+    _exit(code);
+  }
+  return pid;
+}
+
+int Reap(pid_t pid) {
+  int status = 0;
+  if (waitpid(pid, &status, 0) != pid) return -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 }  // namespace kxtest

@@ -2,9 +2,14 @@
 // holding the registry file (named by KXSUPT_REGISTRY_FILE) and a data
 // directory that "mernex.vardatapath" points at, so IPC lock files land
 // inside. Creating one reloads the process-wide library over that registry;
-// destroying it unloads the library and removes the directory.
+// destroying it unloads the library and removes the directory. Also small
+// file and process helpers.
 #pragma once
 
+#include <sys/types.h>
+
+#include <functional>
+#include <set>
 #include <string>
 
 namespace kxtest {
@@ -44,5 +49,14 @@ void WriteFile(const std::string &path, const std::string &content);
 // The whole file, or "" when it cannot be read.
 std::string ReadFile(const std::string &path);
 bool FileExists(const std::string &path);
+// The names of a directory's entries.
+std::set<std::string> DirectoryEntries(const std::string &dir);
+
+// Forks a child that runs `body` and exits with its result (standard output
+// flushed before and after, so nothing is printed twice).
+pid_t Spawn(const std::function<int()> &body);
+// Waits for the child: its exit code, 128 + the signal when one ended it,
+// -1 when it cannot be reaped.
+int Reap(pid_t pid);
 
 }  // namespace kxtest

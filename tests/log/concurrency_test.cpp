@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <fstream>
 #include <random>
 #include <set>
@@ -119,76 +120,75 @@ TEST_F(SharedLogs, eight_writers_rotating_keep_every_record_exactly_once) {
   });
   ASSERT_EQ(clean, kWriters);
 
-  // Text: the archived backups, the backup and the log.
-  std::vector<std::string> text_files = Archived("kxsys32.lo_");
-  const size_t text_archived = text_files.size();
-  const bool text_backup = logtest::Exists(box_.Path("c/kxsys32.lo_"));
-  if (text_backup) text_files.push_back(box_.Path("c/kxsys32.lo_"));
-  std::set<std::string> seen;
-  size_t notices = 0, duplicates = 0;
-  for (const std::string &file : text_files) {
-    const std::string bytes = ReadFile(file);
-    // A rotated log was full: a second, racing rotation would move a nearly
-    // empty one.
-    EXPECT_GE(bytes.size() + 2400, kTextMax) << file;
-  }
-  text_files.push_back(Text());
-  for (const std::string &file : text_files) {
-    const logtest::TextLog log = logtest::DecodeTextLog(ReadFile(file));
-    EXPECT_TRUE(log.header_ok) << file;
-    EXPECT_EQ(log.damaged, 0u) << file;
+  // For each log, the archived backups, the backup and the log hold every
+  // record exactly once, and each rotated file was full (a second, racing
+  // rotation would move a nearly empty one).
+  struct Kept {
+    size_t rotations = 0, notices = 0, duplicates = 0;
+    std::set<std::string> seen;
+  };
+  using Descriptions = std::function<std::vector<std::string>(const std::string &bytes)>;
+  const auto tally = [&](const std::string &backup, const std::string &live, size_t margin,
+                         uint32_t max, const Descriptions &descriptions) {
+    Kept kept;
+    std::vector<std::string> files = Archived(fs::path(backup).filename());
+    if (logtest::FileExists(backup)) files.push_back(backup);
+    kept.rotations = files.size();
+    for (const std::string &file : files) EXPECT_GE(ReadFile(file).size() + margin, max) << file;
+    files.push_back(live);
+    for (const std::string &file : files) {
+      for (const std::string &description : descriptions(ReadFile(file))) {
+        if (description == "Log backup created") {
+          ++kept.notices;
+        } else {
+          kept.duplicates += kept.seen.insert(description).second ? 0 : 1;
+        }
+      }
+    }
+    EXPECT_EQ(kept.seen.size(), size_t{kWriters * kEvents});
+    EXPECT_EQ(kept.duplicates, 0u);
+    EXPECT_EQ(kept.notices, kept.rotations);
+    EXPECT_GE(kept.rotations, 10u);
+    return kept;
+  };
+  size_t damaged = 0;
+  const Kept text = tally(box_.Path("c/kxsys32.lo_"), Text(), 2400, kTextMax, [&](auto &bytes) {
+    const logtest::TextLog log = logtest::DecodeTextLog(bytes);
+    EXPECT_TRUE(log.header_ok);
+    damaged += log.damaged;
+    std::vector<std::string> descriptions;
     for (const logtest::TextRecord &record : log.records) {
-      if (record.description == "Log backup created") {
-        ++notices;
-        continue;
+      if (record.description != "Log backup created") {
+        const int w = std::stoi(record.source.substr(1));
+        EXPECT_EQ(record.description.rfind(record.source + "-", 0), 0u);
+        EXPECT_EQ(record.data, EventData(w, static_cast<int>(record.event_id)));
       }
-      const int w = std::stoi(record.source.substr(1));
-      EXPECT_EQ(record.description.rfind(record.source + "-", 0), 0u);
-      EXPECT_EQ(record.data, EventData(w, static_cast<int>(record.event_id)));
-      duplicates += seen.insert(record.description).second ? 0 : 1;
+      descriptions.push_back(record.description);
     }
-  }
-  EXPECT_EQ(seen.size(), size_t{kWriters * kEvents});
-  EXPECT_EQ(duplicates, 0u);
-  const size_t text_rotations = text_archived + (text_backup ? 1 : 0);
-  EXPECT_EQ(notices, text_rotations);
-  EXPECT_GE(text_rotations, 10u);
-
-  // XML: every kept file, archived ones included, is a well-formed document.
-  std::vector<std::string> xml_files = Archived("kxsys32.xm_");
-  const size_t xml_archived = xml_files.size();
-  const bool xml_backup = logtest::Exists(box_.Path("c/kxsys32.xm_"));
-  if (xml_backup) xml_files.push_back(box_.Path("c/kxsys32.xm_"));
-  for (const std::string &file : xml_files) {
-    EXPECT_GE(ReadFile(file).size() + 600, kXmlMax) << file;
-  }
-  xml_files.push_back(Xml());
-  seen.clear();
-  notices = duplicates = 0;
-  for (const std::string &file : xml_files) {
+    return descriptions;
+  });
+  // Every kept XML file, archived ones included, is a well-formed document.
+  const Kept xml = tally(box_.Path("c/kxsys32.xm_"), Xml(), 600, kXmlMax, [&](auto &bytes) {
     std::string error;
-    const auto entries = logtest::ParseXmlLog(ReadFile(file), &error);
-    ASSERT_TRUE(entries.has_value()) << file << ": " << error;
-    for (const logtest::XmlEntry &entry : *entries) {
-      const std::string &description = entry.text.at("Description");
-      if (description == "Log backup created") {
-        ++notices;
-        continue;
-      }
-      duplicates += seen.insert(description).second ? 0 : 1;
+    const auto entries = logtest::ParseXmlLog(bytes, &error);
+    EXPECT_TRUE(entries.has_value()) << error;
+    damaged += !entries.has_value();
+    std::vector<std::string> descriptions;
+    for (const auto &entry : entries.value_or(std::vector<logtest::XmlEntry>{})) {
+      descriptions.push_back(entry.text.at("Description"));
     }
-  }
-  EXPECT_EQ(seen.size(), size_t{kWriters * kEvents});
-  EXPECT_EQ(duplicates, 0u);
-  const size_t xml_rotations = xml_archived + (xml_backup ? 1 : 0);
-  EXPECT_EQ(notices, xml_rotations);
-  EXPECT_GE(xml_rotations, 10u);
+    return descriptions;
+  });
+  EXPECT_EQ(damaged, 0u);
+  const size_t text_rotations = text.rotations, xml_rotations = xml.rotations;
+  const size_t lost = 2 * kWriters * kEvents - text.seen.size() - xml.seen.size();
   RecordProperty("text_rotations", static_cast<int>(text_rotations));
   RecordProperty("xml_rotations", static_cast<int>(xml_rotations));
   std::printf(
       "[ figures  ] %d writers x %d events: %zu text and %zu XML rotations, "
-      "%zu records each, 0 lost, 0 duplicated, 0 damaged\n",
-      kWriters, kEvents, text_rotations, xml_rotations, seen.size());
+      "%zu and %zu records, %zu lost, %zu duplicated, %zu damaged\n",
+      kWriters, kEvents, text_rotations, xml_rotations, text.seen.size(), xml.seen.size(), lost,
+      text.duplicates + xml.duplicates, damaged);
 }
 
 // Appenders that all find the log full wait on its lock; the first rotates,
@@ -227,47 +227,42 @@ void RaceToRotate(const std::string &path, Append append, uint32_t max_size,
   EXPECT_EQ(ReadFile(kx::log::BackupName(path.c_str()).c_str()), full_content);
 }
 
-TEST_F(SharedLogs, racing_appenders_rotate_the_text_log_once) {
-  const auto append = [&](int r, uint32_t max_size) {
-    const std::string description = "racer-" + std::to_string(r);
-    return kx::log::AppendToTextLog(Text().c_str(),
-                                    {4, 1, 0, "race", description.c_str(), nullptr, 0},
-                                    max_size) == Status::kSuccess;
-  };
+TEST_F(SharedLogs, racing_appenders_rotate_each_log_once) {
   constexpr uint32_t kMax = 64 * 1024;
-  // Fill until the racers' estimate (2,236 bytes) reaches the maximum.
-  while (logtest::ReadFile(Text()).size() + 2000 < kMax) ASSERT_TRUE(append(-1, 1 << 22));
-  const std::string full = ReadFile(Text());
-  RaceToRotate(Text(), append, kMax, full);
-  // The fresh log holds the six racers and one notice (which another racer
-  // may precede: the notice is appended after the rotation's lock is left).
-  const logtest::TextLog log = logtest::DecodeTextLog(ReadFile(Text()));
-  ASSERT_EQ(log.records.size(), 7u);
-  std::multiset<std::string> descriptions;
-  for (const auto &record : log.records) descriptions.insert(record.description);
-  EXPECT_EQ(descriptions.count("Log backup created"), 1u);
-  for (int r = 0; r < 6; ++r) EXPECT_EQ(descriptions.count("racer-" + std::to_string(r)), 1u);
-}
-
-TEST_F(SharedLogs, racing_appenders_rotate_the_xml_log_once) {
-  const auto append = [&](int r, uint32_t max_size) {
-    const std::string description = "racer-" + std::to_string(r);
-    return kx::log::AppendToXMLLog(
-               Xml().c_str(), {4, 1, 0, nullptr, "race", description.c_str(), nullptr, nullptr, 0},
-               max_size) == Status::kSuccess;
-  };
-  constexpr uint32_t kMax = 64 * 1024;
-  // Fill until the racers' element (about 300 bytes) reaches the maximum.
-  while (logtest::ReadFile(Xml()).size() + 200 < kMax) ASSERT_TRUE(append(-1, 1 << 22));
-  const std::string full = ReadFile(Xml());
-  RaceToRotate(Xml(), append, kMax, full);
-  const auto entries = logtest::ParseXmlLog(ReadFile(Xml()));
-  ASSERT_TRUE(entries.has_value());
-  ASSERT_EQ(entries->size(), 7u);
-  std::multiset<std::string> descriptions;
-  for (const auto &entry : *entries) descriptions.insert(entry.text.at("Description"));
-  EXPECT_EQ(descriptions.count("Log backup created"), 1u);
-  for (int r = 0; r < 6; ++r) EXPECT_EQ(descriptions.count("racer-" + std::to_string(r)), 1u);
+  for (const bool xml : {false, true}) {
+    SCOPED_TRACE(xml ? "XML log" : "text log");
+    const std::string path = xml ? Xml() : Text();
+    const auto append = [&](int r, uint32_t max_size) {
+      const std::string description = "racer-" + std::to_string(r);
+      return (xml ? kx::log::AppendToXMLLog(
+                        path.c_str(),
+                        {4, 1, 0, nullptr, "race", description.c_str(), nullptr, nullptr, 0},
+                        max_size)
+                  : kx::log::AppendToTextLog(path.c_str(),
+                                             {4, 1, 0, "race", description.c_str(), nullptr, 0},
+                                             max_size)) == Status::kSuccess;
+    };
+    // Fill until the racers' estimate (2,236 bytes for a text record, about
+    // 300 for an XML element) reaches the maximum.
+    while (ReadFile(path).size() + (xml ? 200 : 2000) < kMax) ASSERT_TRUE(append(-1, 1 << 22));
+    const std::string full = ReadFile(path);
+    RaceToRotate(path, append, kMax, full);
+    // The fresh log holds the six racers and one notice (which another racer
+    // may precede: the notice is appended after the rotation's lock is left).
+    std::multiset<std::string> descriptions;
+    if (xml) {
+      const auto entries = logtest::ParseXmlLog(ReadFile(path));
+      ASSERT_TRUE(entries.has_value());
+      for (const auto &entry : *entries) descriptions.insert(entry.text.at("Description"));
+    } else {
+      for (const auto &record : logtest::DecodeTextLog(ReadFile(path)).records) {
+        descriptions.insert(record.description);
+      }
+    }
+    EXPECT_EQ(descriptions.size(), 7u);
+    EXPECT_EQ(descriptions.count("Log backup created"), 1u);
+    for (int r = 0; r < 6; ++r) EXPECT_EQ(descriptions.count("racer-" + std::to_string(r)), 1u);
+  }
 }
 
 // A child that appends `count` events to both logs and kills itself with
@@ -298,12 +293,12 @@ bool AppendBoth(const std::string &text, const std::string &xml, int i, uint32_t
 // Whole records and a closed, well-formed document; returns the counts.
 std::pair<size_t, size_t> ExpectConsistent(const std::string &text, const std::string &xml) {
   size_t text_records = 0, xml_entries = 0;
-  if (logtest::Exists(text)) {
+  if (logtest::FileExists(text)) {
     const logtest::TextLog log = logtest::DecodeTextLog(ReadFile(text));
     EXPECT_EQ(log.damaged, 0u);
     text_records = log.records.size();
   }
-  if (logtest::Exists(xml)) {
+  if (logtest::FileExists(xml)) {
     const std::string bytes = ReadFile(xml);
     std::string error;
     const auto entries = logtest::ParseXmlLog(bytes, &error);

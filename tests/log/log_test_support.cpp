@@ -1,6 +1,7 @@
 // The log tests' sandbox, decoders and helpers.
 #include "log_test_support.h"
 
+#include <iconv.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <sys/stat.h>
@@ -110,6 +111,28 @@ bool DecodeRecord(const std::u16string &text, size_t start, size_t end, TextReco
   return true;
 }
 
+// UTF-16LE bytes to code units.
+std::u16string Units(const std::string &bytes) {
+  std::u16string text;
+  for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    text.push_back(static_cast<char16_t>(static_cast<uint8_t>(bytes[i]) |
+                                         (static_cast<uint8_t>(bytes[i + 1]) << 8)));
+  }
+  return text;
+}
+
+// The C library's converter between `from` and `to`.
+std::string Convert(const char *to, const char *from, const std::string &bytes) {
+  iconv_t converter = iconv_open(to, from);
+  std::string out(bytes.size() * 2 + 4, '\0');
+  char *in = const_cast<char *>(bytes.data()), *at = out.data();
+  size_t in_left = bytes.size(), out_left = out.size();
+  iconv(converter, &in, &in_left, &at, &out_left);
+  iconv_close(converter);
+  out.resize(out.size() - out_left);
+  return out;
+}
+
 }  // namespace
 
 LogSandbox::LogSandbox() {
@@ -131,11 +154,7 @@ TextLog DecodeTextLog(const std::string &bytes) {
   TextLog log;
   log.header_ok =
       bytes.size() >= kHeaderSize && bytes.compare(0, kHeaderSize, ExpectedTextHeader()) == 0;
-  std::u16string text;
-  for (size_t i = kHeaderSize; i + 1 < bytes.size(); i += 2) {
-    text.push_back(static_cast<char16_t>(static_cast<uint8_t>(bytes[i]) |
-                                         (static_cast<uint8_t>(bytes[i + 1]) << 8)));
-  }
+  const std::u16string text = Units(bytes.substr(std::min(bytes.size(), kHeaderSize)));
   // Record starts: "EventID: " at the start or anywhere a cut record left it.
   std::vector<size_t> starts;
   for (size_t at = text.find(u"EventID: "); at != std::u16string::npos;
@@ -158,47 +177,16 @@ TextLog DecodeTextLog(const std::string &bytes) {
 
 std::string Utf16le(const std::u16string &text) {
   std::string bytes;
-  for (char16_t c : text) {
-    bytes.push_back(static_cast<char>(c & 0xFF));
-    bytes.push_back(static_cast<char>(c >> 8));
-  }
+  for (char16_t c : text) bytes.append({static_cast<char>(c & 0xFF), static_cast<char>(c >> 8)});
   return bytes;
 }
 
 std::u16string FromUtf8(const std::string &utf8) {
-  std::u16string out;
-  for (size_t i = 0; i < utf8.size();) {
-    const auto c = static_cast<uint8_t>(utf8[i]);
-    if (c < 0x80) {
-      out.push_back(c);
-      i += 1;
-    } else if ((c & 0xE0) == 0xC0) {
-      out.push_back(static_cast<char16_t>(((c & 0x1F) << 6) | (utf8[i + 1] & 0x3F)));
-      i += 2;
-    } else {
-      out.push_back(static_cast<char16_t>(((c & 0x0F) << 12) | ((utf8[i + 1] & 0x3F) << 6) |
-                                          (utf8[i + 2] & 0x3F)));
-      i += 3;
-    }
-  }
-  return out;
+  return Units(Convert("UTF-16LE", "UTF-8", utf8));
 }
 
 std::string ToUtf8(const std::u16string &text) {
-  std::string out;
-  for (char16_t c : text) {
-    if (c < 0x80) {
-      out.push_back(static_cast<char>(c));
-    } else if (c < 0x800) {
-      out.push_back(static_cast<char>(0xC0 | (c >> 6)));
-      out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-    } else {
-      out.push_back(static_cast<char>(0xE0 | (c >> 12)));
-      out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
-    }
-  }
-  return out;
+  return Convert("UTF-8", "UTF-16LE", Utf16le(text));
 }
 
 std::optional<std::vector<XmlEntry>> ParseXmlLog(const std::string &bytes, std::string *error) {
@@ -232,18 +220,6 @@ std::optional<std::vector<XmlEntry>> ParseXmlLog(const std::string &bytes, std::
   }
   xmlFreeDoc(doc);
   return entries;
-}
-
-std::string ReadFile(const std::string &path) {
-  return kxtest::ReadFile(path);
-}
-
-void WriteFile(const std::string &path, const std::string &content) {
-  kxtest::WriteFile(path, content);
-}
-
-bool Exists(const std::string &path) {
-  return access(path.c_str(), F_OK) == 0;
 }
 
 mode_t ModeOf(const std::string &path) {

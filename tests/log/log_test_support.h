@@ -68,9 +68,9 @@ struct XmlEntry {
 std::optional<std::vector<XmlEntry>> ParseXmlLog(const std::string &bytes,
                                                  std::string *error = nullptr);
 
-std::string ReadFile(const std::string &path);
-void WriteFile(const std::string &path, const std::string &content);
-bool Exists(const std::string &path);
+using kxtest::FileExists;
+using kxtest::ReadFile;
+using kxtest::WriteFile;
 mode_t ModeOf(const std::string &path);
 // The C library's ctime text of `when` without the newline.
 std::string CtimeOf(time_t when);

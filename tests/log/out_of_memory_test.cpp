@@ -59,7 +59,7 @@ TEST_F(LogOutOfMemory, refused_clear_and_table_entries_report_no_memory) {
     if (status == SM_STATUS_SUCCESS) break;
     EXPECT_TRUE(status == SM_STATUS_NO_MEMORY || status == SM_STATUS_ERROR) << status;
     // A refusal after the delete leaves no log, never a broken one.
-    EXPECT_TRUE(!logtest::Exists(box_.XmlLog()) ||
+    EXPECT_TRUE(!logtest::FileExists(box_.XmlLog()) ||
                 logtest::ParseXmlLog(ReadFile(box_.XmlLog())).has_value());
   }
   for (uint64_t budget = 0;; ++budget) {
@@ -91,7 +91,7 @@ TEST_F(LogOutOfMemory, refused_rotated_and_system_log_messages_write_nothing) {
     }
     if (status == SM_STATUS_SUCCESS) break;
     EXPECT_EQ(status, SM_STATUS_NO_MEMORY);
-    EXPECT_FALSE(logtest::Exists(path));
+    EXPECT_FALSE(logtest::FileExists(path));
   }
   AllocationBudget none(0);
   EXPECT_EQ(SMAppendToOSSysLog(1, 1, 1, "s", "no room for the message"), SM_STATUS_ERROR);

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <map>
 #include <regex>
 #include <sstream>
 
@@ -20,7 +21,7 @@
 
 namespace {
 
-using logtest::Exists;
+using logtest::FileExists;
 using logtest::ReadFile;
 using logtest::WriteFile;
 
@@ -72,52 +73,55 @@ TEST_F(RotatedLogTest, arguments_and_open_failures) {
   SMFileDeleteRotated(nullptr, 1, 1);
 }
 
-TEST_F(RotatedLogTest, exactly_the_maximum_stays_and_one_byte_more_rotates) {
-  WriteFile(path_, std::string(100, 'a'));
-  SMFileRotateCheck(path_.c_str(), 100, 2);
-  EXPECT_FALSE(Exists(Gen(1)));
-  WriteFile(path_, std::string(101, 'a'));
-  SMFileRotateCheck(path_.c_str(), 100, 2);
-  EXPECT_EQ(ReadFile(Gen(1)), std::string(101, 'a'));
-  EXPECT_FALSE(Exists(path_));
-}
+// The directory's files by suffix: "" for the log, ".n" for generation n.
+using Files = std::map<std::string, std::string>;
 
-TEST_F(RotatedLogTest, message_is_written_after_the_check_and_may_pass_the_maximum) {
-  WriteFile(path_, std::string(10, 'a'));
-  ASSERT_EQ(SMFileLogMsgToRotatedLog("0123456789", path_.c_str(), 10, 1, 0), SM_STATUS_SUCCESS);
-  EXPECT_EQ(ReadFile(path_), std::string(10, 'a') + "0123456789");
-  ASSERT_EQ(SMFileLogMsgToRotatedLog("next", path_.c_str(), 10, 1, 0), SM_STATUS_SUCCESS);
-  EXPECT_EQ(ReadFile(Gen(1)), std::string(10, 'a') + "0123456789");
-  EXPECT_EQ(ReadFile(path_), "next");
-}
-
-TEST_F(RotatedLogTest, generations_shift_one_step_and_the_oldest_is_replaced) {
-  WriteFile(path_, "current-oversize");
-  WriteFile(Gen(1), "one");
-  WriteFile(Gen(2), "two");
-  WriteFile(Gen(3), "three");
-  SMFileRotateCheck(path_.c_str(), 1, 3);
-  EXPECT_EQ(ReadFile(Gen(1)), "current-oversize");
-  EXPECT_EQ(ReadFile(Gen(2)), "one");
-  EXPECT_EQ(ReadFile(Gen(3)), "two");
-  EXPECT_FALSE(Exists(Gen(4)));
-  EXPECT_FALSE(Exists(path_));
-}
-
-TEST_F(RotatedLogTest, a_missing_middle_generation_shifts_what_exists) {
-  WriteFile(path_, "current");
-  WriteFile(Gen(2), "two");
-  SMFileRotateCheck(path_.c_str(), 1, 3);
-  EXPECT_EQ(ReadFile(Gen(1)), "current");
-  EXPECT_FALSE(Exists(Gen(2)));
-  EXPECT_EQ(ReadFile(Gen(3)), "two");
-}
-
-TEST_F(RotatedLogTest, count_zero_deletes_and_the_message_starts_a_new_file) {
-  WriteFile(path_, std::string(50, 'a'));
-  ASSERT_EQ(SMFileLogMsgToRotatedLog("fresh", path_.c_str(), 10, 0, 4), SM_STATUS_SUCCESS);
-  EXPECT_EQ(ReadFile(path_), "fresh\n");
-  EXPECT_FALSE(Exists(Gen(1)));
+TEST_F(RotatedLogTest, rotation_moves_generations_as_the_size_demands) {
+  const std::string a100(100, 'a'), a101(101, 'a'), a10(10, 'a'), a20 = a10 + "0123456789";
+  // Row by row: the files before, the message (nullptr: the check alone),
+  // the maximum, the count and the options, the files after.
+  const struct {
+    Files before;
+    const char *message;
+    uint32_t max, count, options;
+    Files after;
+  } rows[] = {
+      // Exactly the maximum stays; one byte more rotates.
+      {{{"", a100}}, nullptr, 100, 2, 0, {{"", a100}}},
+      {{{"", a101}}, nullptr, 100, 2, 0, {{".1", a101}}},
+      // The message is written after the check and may pass the maximum.
+      {{{"", a10}}, "0123456789", 10, 1, 0, {{"", a20}}},
+      {{{"", a20}}, "next", 10, 1, 0, {{".1", a20}, {"", "next"}}},
+      // Generations shift one step; the oldest is replaced; gaps stay.
+      {{{"", "now"}, {".1", "1"}, {".2", "2"}, {".3", "3"}},
+       nullptr,
+       1,
+       3,
+       0,
+       {{".1", "now"}, {".2", "1"}, {".3", "2"}}},
+      {{{"", "now"}, {".2", "2"}}, nullptr, 1, 3, 0, {{".1", "now"}, {".3", "2"}}},
+      // Count zero deletes, and the message starts a new file.
+      {{{"", a100}}, "fresh", 10, 0, 4, {{"", "fresh\n"}}},
+  };
+  const std::string stem = std::filesystem::path(path_).filename();
+  for (const auto &row : rows) {
+    for (const std::string &name : kxtest::DirectoryEntries(dir_)) {
+      std::filesystem::remove(dir_ + "/" + name);
+    }
+    for (const auto &[suffix, content] : row.before) WriteFile(path_ + suffix, content);
+    if (row.message != nullptr) {
+      ASSERT_EQ(
+          SMFileLogMsgToRotatedLog(row.message, path_.c_str(), row.max, row.count, row.options),
+          SM_STATUS_SUCCESS);
+    } else {
+      SMFileRotateCheck(path_.c_str(), row.max, row.count);
+    }
+    Files after;
+    for (const std::string &name : kxtest::DirectoryEntries(dir_)) {
+      after[name.substr(stem.size())] = ReadFile(dir_ + "/" + name);
+    }
+    EXPECT_EQ(after, row.after) << "row " << &row - rows;
+  }
 }
 
 TEST_F(RotatedLogTest, permission_bits_survive_rotation_and_new_files_get_0644) {
@@ -135,12 +139,12 @@ TEST_F(RotatedLogTest, permission_bits_survive_rotation_and_new_files_get_0644) 
 TEST_F(RotatedLogTest, delete_removes_generations_only_with_the_switch) {
   for (const std::string &file : {path_, Gen(1), Gen(2), Gen(3)}) WriteFile(file, "x");
   SMFileDeleteRotated(path_.c_str(), 0, 3);
-  EXPECT_FALSE(Exists(path_));
-  EXPECT_TRUE(Exists(Gen(1)) && Exists(Gen(2)) && Exists(Gen(3)));
+  EXPECT_FALSE(FileExists(path_));
+  EXPECT_TRUE(FileExists(Gen(1)) && FileExists(Gen(2)) && FileExists(Gen(3)));
   WriteFile(path_, "x");
   SMFileDeleteRotated(path_.c_str(), 1, 2);  // generation 3 is beyond the count
-  EXPECT_FALSE(Exists(path_) || Exists(Gen(1)) || Exists(Gen(2)));
-  EXPECT_TRUE(Exists(Gen(3)));
+  EXPECT_FALSE(FileExists(path_) || FileExists(Gen(1)) || FileExists(Gen(2)));
+  EXPECT_TRUE(FileExists(Gen(3)));
 }
 
 // Four processes share one rotated log, serialised by the library's file lock
@@ -205,7 +209,8 @@ TEST(RotatedLogShared, four_writers_lose_nothing_from_the_kept_generations) {
     EXPECT_LT(size, kMax + 64) << suffix;
   }
   std::printf(
-      "[ figures  ] %d writers x %d messages: %zu kept in generations .3 to .1 and the "
+      "[ figures  ] %d writers x %d messages: %zu kept in generations .3 to .1 "
+      "and the "
       "file, none missing between, %u dropped with the oldest generations\n",
       kWriters, kMessages, kept.size(), total - static_cast<uint32_t>(kept.size()));
 }

@@ -14,6 +14,7 @@
 
 #include "kxsupt/log.h"
 #include "log/system_log.h"
+#include "log_test_support.h"
 
 namespace {
 
@@ -114,20 +115,27 @@ TEST_F(SystemLogReceiver, unknown_category_is_refused_and_nothing_is_sent) {
   EXPECT_TRUE(Quiet());
 }
 
-TEST_F(SystemLogReceiver, carriage_returns_become_blanks_and_line_feeds_stay) {
-  ASSERT_EQ(SMAppendToOSSysLog(4, 3, 0, "s", "line one\r\nline two\r\n\r"), SM_STATUS_SUCCESS);
-  const auto got = Next();
-  ASSERT_TRUE(got.has_value());
-  EXPECT_EQ(got->message, "Volume Service EventID: 0  line one \nline two \n ");
-}
-
-TEST_F(SystemLogReceiver, long_description_is_cut_at_the_message_buffer) {
+TEST_F(SystemLogReceiver, descriptions_are_cleaned_and_cut_at_the_message_buffer) {
+  const std::string head = "Core Broker EventID: 12  ";
+  const struct {
+    const char *description;
+    std::string message;
+  } rows[] = {
+      // Carriage returns become blanks; line feeds stay.
+      {"line one\r\nline two\r\n\r", head + "line one \nline two \n "},
+      {nullptr, head},
+      {"", head},
+  };
+  for (const auto &row : rows) {
+    ASSERT_EQ(SMAppendToOSSysLog(4, 1, 12, "s", row.description), SM_STATUS_SUCCESS);
+    const auto got = Next();
+    ASSERT_TRUE(got.has_value());
+    EXPECT_EQ(got->message, row.message);
+  }
   const std::string description(5000, 'x');
   ASSERT_EQ(SMAppendToOSSysLog(4, 1, 12, "s", description.c_str()), SM_STATUS_SUCCESS);
   const auto got = Next();
   ASSERT_TRUE(got.has_value());
-  const std::string head = "Core Broker EventID: 12  ";
-  ASSERT_EQ(got->message.size(), 2047u);
   EXPECT_EQ(got->message, head + std::string(2047 - head.size(), 'x'));
 }
 
@@ -143,12 +151,17 @@ TEST_F(SystemLogReceiver, library_reports_under_its_own_identity) {
   EXPECT_EQ(got->message, std::string("Core Broker EventID: 0  ") + text);
 }
 
-TEST_F(SystemLogReceiver, null_description_logs_the_head_alone) {
-  ASSERT_EQ(SMAppendToOSSysLog(2, 6, 5, "s", nullptr), SM_STATUS_SUCCESS);
+// The default event log's selector bit 2 reaches the system log too.
+TEST_F(SystemLogReceiver, event_log_selector_reaches_the_logger) {
+  logtest::LogSandbox box;
+  kx::log::SetSystemLogSocketForTesting(path_.c_str());
+  EXPECT_EQ(SMAppendToLog(2 | 4, 1, 4, 9, "svc", "both ways", nullptr, 0), SM_STATUS_SUCCESS);
+  EXPECT_EQ(SMAppendToLog(2, 1, 9, 9, "svc", "unknown category", nullptr, 0), SM_STATUS_ERROR);
   const auto got = Next();
   ASSERT_TRUE(got.has_value());
-  EXPECT_EQ(got->pri, kDaemon | kWarning);
-  EXPECT_EQ(got->message, "Release Ledger EventID: 5  ");
+  EXPECT_EQ(got->message, "Bridge Service EventID: 9  both ways");
+  EXPECT_TRUE(Quiet());
+  EXPECT_EQ(logtest::DecodeTextLog(logtest::ReadFile(box.TextLog())).records.size(), 1u);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <map>
 
 #include "kxsupt/log.h"
 #include "log/xml_log.h"
@@ -39,7 +40,18 @@ std::vector<logtest::XmlEntry> Entries(const std::string &path) {
   return entries.value_or(std::vector<logtest::XmlEntry>{});
 }
 
-TEST_F(XmlLogTest, log_entry_children_in_order_with_their_values) {
+TEST_F(XmlLogTest, log_entry_bytes_and_children_read_back) {
+  kx::log::String element;
+  ASSERT_EQ(kx::log::BuildLogEntry({16, 1, 5, nullptr, "s<1>", "a & b", nullptr, "z", 1}, 86400,
+                                   "h", &element),
+            Status::kSuccess);
+  EXPECT_EQ(std::string(element.c_str()),
+            "<LogEntry><TimeStamp>86400</TimeStamp><DateTime>" + logtest::CtimeOf(86400) +
+                "</DateTime><ComputerName>h</ComputerName><Type>16</Type><ID>5</ID>"
+                "<Link></Link><UserInfo></UserInfo><Source>s&lt;1&gt;</Source>"
+                "<Category>Core Broker</Category><Description>a &amp; b</Description>"
+                "<Data>0x7A,</Data></LogEntry>");
+  // Appended: the document around it, and the moment's stamp and host.
   const uint8_t data[] = {0x00, 0x41, 0xFF};
   const time_t before = time(nullptr);
   ASSERT_EQ(
@@ -59,29 +71,18 @@ TEST_F(XmlLogTest, log_entry_children_in_order_with_their_values) {
   EXPECT_EQ(e.order, order);
   const time_t stamp = std::stoll(e.text.at("TimeStamp"));
   EXPECT_TRUE(stamp >= before && stamp <= after);
-  EXPECT_EQ(e.text.at("DateTime"), logtest::CtimeOf(stamp));
-  EXPECT_EQ(e.text.at("ComputerName"), logtest::HostName());
-  EXPECT_EQ(e.text.at("Type"), "2");
-  EXPECT_EQ(e.text.at("ID"), "4000000000");
-  EXPECT_EQ(e.text.at("Link"), "a/b?c=1");
-  EXPECT_EQ(e.text.at("UserInfo"), "me");
-  EXPECT_EQ(e.text.at("Source"), "svc");
-  EXPECT_EQ(e.text.at("Category"), "Release Ledger");
-  EXPECT_EQ(e.text.at("Description"), "it broke");
-  EXPECT_EQ(e.text.at("Data"), "0x00,0x41,0xFF,");
-}
-
-TEST_F(XmlLogTest, element_bytes_for_a_fixed_time_and_host) {
-  kx::log::String element;
-  ASSERT_EQ(kx::log::BuildLogEntry({16, 1, 5, nullptr, "s<1>", "a & b", nullptr, "z", 1}, 86400,
-                                   "h", &element),
-            Status::kSuccess);
-  EXPECT_EQ(std::string(element.c_str()),
-            "<LogEntry><TimeStamp>86400</TimeStamp><DateTime>" + logtest::CtimeOf(86400) +
-                "</DateTime><ComputerName>h</ComputerName><Type>16</Type><ID>5</ID>"
-                "<Link></Link><UserInfo></UserInfo><Source>s&lt;1&gt;</Source>"
-                "<Category>Core Broker</Category><Description>a &amp; b</Description>"
-                "<Data>0x7A,</Data></LogEntry>");
+  const std::map<std::string, std::string> expected = {{"TimeStamp", e.text.at("TimeStamp")},
+                                                       {"DateTime", logtest::CtimeOf(stamp)},
+                                                       {"ComputerName", logtest::HostName()},
+                                                       {"Type", "2"},
+                                                       {"ID", "4000000000"},
+                                                       {"Link", "a/b?c=1"},
+                                                       {"UserInfo", "me"},
+                                                       {"Source", "svc"},
+                                                       {"Category", "Release Ledger"},
+                                                       {"Description", "it broke"},
+                                                       {"Data", "0x00,0x41,0xFF,"}};
+  EXPECT_EQ(e.text, expected);
 }
 
 TEST_F(XmlLogTest, texts_are_escaped_and_read_back_unchanged) {
@@ -98,25 +99,43 @@ TEST_F(XmlLogTest, texts_are_escaped_and_read_back_unchanged) {
   EXPECT_EQ(entries[1].text.at("Description"), "next");
 }
 
-TEST_F(XmlLogTest, skeleton_document_receives_the_element_between_its_tags) {
-  logtest::WriteFile(Log(), std::string(kDeclaration) + "<EventLog></EventLog>");
-  ASSERT_EQ(AppendToXMLLog(Log().c_str(), Event("one"), 1 << 20), Status::kSuccess);
-  const std::string bytes = ReadFile(Log());
-  EXPECT_EQ(bytes.rfind(std::string(kDeclaration) + "<EventLog><LogEntry>", 0), 0u);
-  EXPECT_EQ(bytes.compare(bytes.size() - 22, 22, "</LogEntry></EventLog>"), 0);
-  EXPECT_EQ(Entries(Log()).size(), 1u);
-}
-
-TEST_F(XmlLogTest, earlier_closing_tag_takes_the_element_and_what_followed_is_overwritten) {
-  const std::string head = std::string(kDeclaration) + "<EventLog>";
-  logtest::WriteFile(Log(), head + "</EventLog>trailing");
-  ASSERT_EQ(AppendToXMLLog(Log().c_str(), Event("in front"), 1 << 20), Status::kSuccess);
-  const std::string bytes = ReadFile(Log());
-  EXPECT_EQ(bytes.rfind(head + "<LogEntry>", 0), 0u);
-  EXPECT_EQ(bytes.compare(bytes.size() - 11, 11, "</EventLog>"), 0);
-  EXPECT_EQ(bytes.find("trailing"), std::string::npos);
-  EXPECT_EQ(Entries(Log()).size(), 1u);
-
+TEST_F(XmlLogTest, element_goes_before_the_last_closing_tag_found_after_byte_38) {
+  const std::string declaration = kDeclaration, head = declaration + "<EventLog>";
+  const std::string ends = "</LogEntry></EventLog>";
+  const struct {
+    const char *name;
+    std::string content;
+    Status status;
+    std::string prefix, suffix;  // of the file afterwards
+  } rows[] = {
+      {"skeleton", head + "</EventLog>", Status::kSuccess, head + "<LogEntry>", ends},
+      {"what follows the tag is overwritten", head + "</EventLog>trailing", Status::kSuccess,
+       head + "<LogEntry>", ends},
+      {"shorter than the declaration: started afresh", "junk", Status::kSuccess,
+       head + "<LogEntry>", ends},
+      {"found across read blocks", head + "</EventLog>" + std::string(200000, ' '),
+       Status::kSuccess, head + "<LogEntry>", std::string(1000, ' ')},
+      // No closing tag after byte 38: nothing is written.
+      {"exactly the declaration", declaration, Status::kOsFailure, declaration, ""},
+      {"never closed", head, Status::kOsFailure, head, ""},
+      {"tag only before byte 38", "</EventLog>" + std::string(27, ' ') + "<EventLog>",
+       Status::kOsFailure, "</EventLog>" + std::string(27, ' ') + "<EventLog>", ""},
+      {"cut tag", head + "</EventLo", Status::kOsFailure, head + "</EventLo", ""},
+  };
+  for (const auto &row : rows) {
+    logtest::WriteFile(Log(), row.content);
+    EXPECT_EQ(AppendToXMLLog(Log().c_str(), Event("x"), 1 << 22), row.status) << row.name;
+    const std::string bytes = ReadFile(Log());
+    EXPECT_EQ(bytes.rfind(row.prefix, 0), 0u) << row.name;
+    EXPECT_TRUE(bytes.size() >= row.suffix.size() &&
+                bytes.compare(bytes.size() - row.suffix.size(), row.suffix.size(), row.suffix) == 0)
+        << row.name;
+    if (row.status == Status::kSuccess) {
+      EXPECT_EQ(Entries(Log()).size(), 1u) << row.name;
+    } else {
+      EXPECT_EQ(bytes, row.content) << row.name;
+    }
+  }
   // Trailing bytes longer than the new element outlive it.
   const std::string tail(5000, 'q');
   logtest::WriteFile(Log(), head + "</EventLog>" + tail);
@@ -126,35 +145,6 @@ TEST_F(XmlLogTest, earlier_closing_tag_takes_the_element_and_what_followed_is_ov
   EXPECT_EQ(grown.back(), 'q');
   EXPECT_NE(grown.find("<Description>short</Description><Data></Data></LogEntry></EventLog>q"),
             std::string::npos);
-}
-
-TEST_F(XmlLogTest, no_closing_tag_after_byte_38_is_257_and_nothing_is_written) {
-  const std::string cases[] = {
-      kDeclaration,                                         // exactly 38 bytes
-      std::string(kDeclaration) + "<EventLog>",             // never closed
-      "</EventLog>" + std::string(27, ' ') + "<EventLog>",  // tag only before byte 38
-      std::string(kDeclaration) + "<EventLog></EventLo",    // cut tag
-  };
-  for (const std::string &content : cases) {
-    logtest::WriteFile(Log(), content);
-    EXPECT_EQ(AppendToXMLLog(Log().c_str(), Event("x"), 1 << 20), Status::kOsFailure) << content;
-    EXPECT_EQ(ReadFile(Log()), content);
-  }
-}
-
-TEST_F(XmlLogTest, file_shorter_than_the_declaration_is_started_afresh) {
-  logtest::WriteFile(Log(), "junk");
-  ASSERT_EQ(AppendToXMLLog(Log().c_str(), Event("x"), 1 << 20), Status::kSuccess);
-  EXPECT_EQ(ReadFile(Log()).rfind(kDeclaration, 0), 0u);
-  EXPECT_EQ(Entries(Log()).size(), 1u);
-}
-
-TEST_F(XmlLogTest, far_closing_tag_is_found_across_read_blocks) {
-  const std::string head = std::string(kDeclaration) + "<EventLog></EventLog>";
-  logtest::WriteFile(Log(), head + std::string(200000, ' '));
-  ASSERT_EQ(AppendToXMLLog(Log().c_str(), Event("x"), 1 << 22), Status::kSuccess);
-  EXPECT_NE(ReadFile(Log()).find("<EventLog><LogEntry>"), std::string::npos);
-  EXPECT_EQ(Entries(Log()).size(), 1u);
 }
 
 TEST_F(XmlLogTest, argument_rules) {
@@ -181,7 +171,7 @@ TEST_F(XmlLogTest, argument_rules) {
   for (const auto &row : rows) {
     EXPECT_EQ(AppendToXMLLog(row.path, row.event, 1 << 20), row.status);
   }
-  EXPECT_FALSE(logtest::Exists(path));
+  EXPECT_FALSE(logtest::FileExists(path));
   const std::vector<uint8_t> big(32768, 7);
   EXPECT_EQ(AppendToXMLLog(
                 path.c_str(),
@@ -209,7 +199,7 @@ TEST_F(XmlLogTest, rotation_keeps_the_old_file_and_starts_with_the_backup_entry)
   ASSERT_EQ(AppendToXMLLog(Log().c_str(), Event("second"),
                            static_cast<uint32_t>(full.size() + element.size() + 40)),
             Status::kSuccess);
-  EXPECT_FALSE(logtest::Exists(box_.Path("x/kxsys32.xm_")));
+  EXPECT_FALSE(logtest::FileExists(box_.Path("x/kxsys32.xm_")));
   const std::string fuller = ReadFile(Log());
   ASSERT_EQ(AppendToXMLLog(Log().c_str(), Event("third"),
                            static_cast<uint32_t>(fuller.size() + element.size() - 40)),
@@ -244,7 +234,7 @@ TEST_F(XmlLogTest, clear_writes_user_information_and_the_messages_guide_link) {
 TEST_F(XmlLogTest, force_exists_creates_nothing) {
   EXPECT_EQ(SMForceXMLLogExists(Log().c_str()), SM_STATUS_SUCCESS);
   EXPECT_EQ(SMForceXMLLogExists(nullptr), SM_STATUS_SUCCESS);
-  EXPECT_FALSE(logtest::Exists(Log()));
+  EXPECT_FALSE(logtest::FileExists(Log()));
 }
 
 }  // namespace
