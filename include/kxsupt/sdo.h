@@ -129,10 +129,11 @@ typedef uint32_t (*SMSDOBinaryWalkAfterEntryFn)(uint32_t context, uint32_t cooki
 typedef uint32_t (*SMSDOBinaryWalkEndFn)(uint32_t context, uint32_t parentCookie, uint32_t isArray);
 /* Visits an "SDOB" or "SDAB" image: begin, each record (or array element), end.
  * Each image is checked when its visit starts, so a damaged one ends the walk
- * (271) after the callbacks of what came before it. Empty images make no callback. With recurse (as a signed 16-bit value) equal to
- * 1, nested images under code 12 and the records of array elements are visited
- * too. begin and entry are required (271); afterEntry and end may be null. The
- * result is end's, else the last afterEntry result, else 0. */
+ * (271) after the callbacks of what came before it. Empty images make no
+ * callback. With recurse (as a signed 16-bit value) equal to 1, nested images
+ * under code 12 and the records of array elements are visited too. begin and
+ * entry are required (271); afterEntry and end may be null. The result is
+ * end's, else the last afterEntry result, else 0. */
 KXSUPT_API SMStatus SMSDOBinaryWalk(const void *pBinary, uint32_t context,
                                     SMSDOBinaryWalkBeginFn begin, SMSDOBinaryWalkEntryFn entry,
                                     SMSDOBinaryWalkAfterEntryFn afterEntry,
