@@ -63,6 +63,10 @@ void AllowAllAllocations() {
   g_budgeted.store(false, std::memory_order_seq_cst);
 }
 
+bool RefuseRequest() {
+  return Refused();
+}
+
 }  // namespace testing
 
 }  // namespace kx::base

@@ -61,6 +61,10 @@ namespace testing {
 void FailAllocationsAfter(uint64_t count);
 // Lifts the budget: every request goes to the heap again.
 void AllowAllAllocations();
+// Spends one request of the budget as AllocMem does: true when it is
+// refused. A test program's own operator new calls it, so that the budget
+// reaches allocations made through the standard containers too.
+bool RefuseRequest();
 
 // FailAllocationsAfter for the lifetime of the object.
 class AllocationBudget {

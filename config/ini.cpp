@@ -48,9 +48,11 @@ Status Guarded(Body body) {
 Status ReadText(const char *section, const char *key, char *value, uint32_t *size,
                 const void *default_value, uint32_t default_size, const char *path,
                 uint32_t flags) {
-  std::string bytes;
-  Status status = LoadConfigFile(path, flags, &bytes);
-  if (Ok(status)) {
+  // Running out of memory is a failure like any other: the default stands in.
+  const Status status = Guarded([&] {
+    std::string bytes;
+    Status status = LoadConfigFile(path, flags, &bytes);
+    if (!Ok(status)) return status;
     std::vector<std::string_view> names;
     std::string_view found;
     if (section == nullptr) {
@@ -72,7 +74,8 @@ Status ReadText(const char *section, const char *key, char *value, uint32_t *siz
         *size = needed;
       }
     }
-  }
+    return status;
+  });
   if (Ok(status) || status == Status::kBufferTooSmall) return status;
   // The default stands in, and the status still says that it did.
   if (default_value != nullptr && default_size != 0) {
@@ -110,16 +113,16 @@ Status ReadTyped(const char *section, const char *key, uint32_t type, void *valu
   }
   const uint32_t room = *size;
   const bool hex = type == kIniUcs2 || type == kIniBytes;
-  std::string scratch(hex ? kHexScratch : kNumberScratch, '\0');
-  uint32_t length = static_cast<uint32_t>(scratch.size());
-  Status status = ReadText(section, key, scratch.data(), &length, nullptr, 0, path, flags);
-  // A text beyond the scratch room is no value of this type.
-  if (status == Status::kBufferTooSmall) status = Status::kBadValue;
-  if (Ok(status)) {
-    status = IniTextToValue(type, std::string_view(scratch.data(), length - 1), value, size);
-    if (status == Status::kBufferTooSmall) return status;
-  }
-  if (Ok(status)) return status;
+  const Status status = Guarded([&] {
+    std::string scratch(hex ? kHexScratch : kNumberScratch, '\0');
+    uint32_t length = static_cast<uint32_t>(scratch.size());
+    Status status = ReadText(section, key, scratch.data(), &length, nullptr, 0, path, flags);
+    // A text beyond the scratch room is no value of this type.
+    if (status == Status::kBufferTooSmall) return Status::kBadValue;
+    if (!Ok(status)) return status;
+    return IniTextToValue(type, std::string_view(scratch.data(), length - 1), value, size);
+  });
+  if (Ok(status) || status == Status::kBufferTooSmall) return status;
 
   // The default in the type's width (byte arrays and strings: as much as fits).
   *size = 0;
