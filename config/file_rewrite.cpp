@@ -146,10 +146,9 @@ std::string CanonicalPath(const std::string &path) {
     const size_t slash = current.rfind('/');
     const std::string base = slash == std::string::npos ? current : current.substr(slash + 1);
     if (base.empty()) return current;
-    char *resolved = realpath(DirectoryOf(current).c_str(), nullptr);
-    if (resolved == nullptr) return current;
+    char resolved[PATH_MAX];
+    if (realpath(DirectoryOf(current).c_str(), resolved) == nullptr) return current;
     std::string directory = resolved;
-    free(resolved);
     if (directory == "/") directory.clear();
     std::string candidate = directory + "/" + base;
     // Follow the file's own link text; a missing file (or one renamed away
