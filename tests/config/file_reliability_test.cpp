@@ -164,7 +164,7 @@ TEST(IniReliability, readers_never_see_a_half_written_file) {
   std::string content = "[big]\n";
   constexpr int kKeys = 2000;
   for (int i = 0; i < kKeys; ++i)
-    content += "k" + std::to_string(i) + "=" + std::string(20, 'x') + "\n";
+    content.append("k").append(std::to_string(i)).append("=").append(20, 'x').append("\n");
   content += "marker=start\n";
   kxtest::WriteFile(path, content);
   int done[2];
@@ -194,7 +194,8 @@ TEST(IniReliability, readers_never_see_a_half_written_file) {
   close(done[0]);
   int write_failures = 0;
   for (int n = 0; n < kRewrites; ++n) {
-    write_failures += SetIni(path, "big", "marker", ("m" + std::to_string(n)).c_str()) != 0;
+    write_failures +=
+        SetIni(path, "big", "marker", std::string("m").append(std::to_string(n)).c_str()) != 0;
   }
   close(done[1]);
   int failed_readers = 0;
@@ -474,7 +475,7 @@ void KillAtRandomTimes(const CrashFormat &format, unsigned seed, int trials) {
   for (int trial = 0; trial < trials; ++trial) {
     kxtest::WriteFile(path, format.base);
     const pid_t writer = Spawn([&] {
-      for (int n = 0;; ++n) format.write_t(path, "n" + std::to_string(n));
+      for (int n = 0;; ++n) format.write_t(path, std::string("n").append(std::to_string(n)));
       return 0;
     });
     timespec pause{0, static_cast<long>(random() % 3000000)};
