@@ -11,6 +11,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <random>
 #include <regex>
 #include <set>
@@ -127,6 +128,24 @@ std::vector<SysvObject> ListSysvObjects() {
     }
   }
   return objects;
+}
+
+bool ParseKeyRegistry(const std::string &text, KeyRegistrySections *out) {
+  std::istringstream in(text);
+  std::string line, section;
+  while (std::getline(in, line)) {
+    if (line.empty()) continue;
+    if (line.front() == '[' && line.back() == ']') {
+      section = line.substr(1, line.size() - 2);
+      if (out->count(section) != 0) return false;
+      (*out)[section];
+      continue;
+    }
+    const size_t equals = line.find('=');
+    if (section.empty() || equals == std::string::npos || equals == 0) return false;
+    (*out)[section].emplace_back(line.substr(0, equals), line.substr(equals + 1));
+  }
+  return text.empty() || text.back() == '\n';
 }
 
 pid_t Spawn(const std::function<int()> &body) {

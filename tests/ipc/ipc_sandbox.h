@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -72,6 +73,12 @@ class Channel {
 
 std::string ReadFile(const std::string &path);
 void WriteFile(const std::string &path, const std::string &content);
+
+// The key registry parsed independently: each section with its entries in
+// order. False when a line is neither a header, an entry nor a blank line, or
+// a section appears twice.
+using KeyRegistrySections = std::map<std::string, std::vector<std::pair<std::string, std::string>>>;
+bool ParseKeyRegistry(const std::string &text, KeyRegistrySections *out);
 
 // A name's digest as an independent MD5 (OpenSSL's) computes it: the name
 // with its terminating zero, in upper-case hexadecimal.

@@ -158,28 +158,6 @@ TEST(KeyRegistry, allocation_follows_the_table_and_the_separate_steps) {
   }
 }
 
-// The registry file parsed independently: the sections in order with their
-// entries; false when a line is neither a header, an entry nor a blank line
-// between sections, or a section appears twice.
-bool ParseRegistry(const std::string &text,
-                   std::map<std::string, std::vector<std::pair<std::string, std::string>>> *out) {
-  std::istringstream in(text);
-  std::string line, section;
-  while (std::getline(in, line)) {
-    if (line.empty()) continue;
-    if (line.front() == '[' && line.back() == ']') {
-      section = line.substr(1, line.size() - 2);
-      if (out->count(section) != 0) return false;
-      (*out)[section];
-      continue;
-    }
-    const size_t equals = line.find('=');
-    if (section.empty() || equals == std::string::npos || equals == 0) return false;
-    (*out)[section].emplace_back(line.substr(0, equals), line.substr(equals + 1));
-  }
-  return text.empty() || text.back() == '\n';
-}
-
 // Eight processes allocate 200 names of their own and 20 names that all of
 // them ask for, at the same time. Every name ends with exactly one key,
 // no key serves two names, each process saw the key that the file keeps,
@@ -215,8 +193,8 @@ TEST(KeyRegistry, eight_processes_allocating_at_once_agree_on_every_key) {
   for (pid_t child : children) all_done = Reap(child) == 0 && all_done;
   ASSERT_TRUE(all_done);
 
-  std::map<std::string, std::vector<std::pair<std::string, std::string>>> sections;
-  ASSERT_TRUE(ParseRegistry(ReadFile(sandbox.KeyRegistry()), &sections));
+  ipctest::KeyRegistrySections sections;
+  ASSERT_TRUE(ipctest::ParseKeyRegistry(ReadFile(sandbox.KeyRegistry()), &sections));
   ASSERT_EQ(sections.size(), 2u);
   const auto &names = sections["Unique String Name Key Section"];
   const auto &keys = sections["Unique Numeric Value Key Section"];

@@ -16,3 +16,7 @@ target_link_libraries(kxsupt_test_ipc_concurrency PRIVATE kxsupt_core GTest::gte
 target_include_directories(kxsupt_test_ipc_concurrency PRIVATE ${dir})
 gtest_discover_tests(kxsupt_test_ipc_concurrency DISCOVERY_TIMEOUT 120
   PROPERTIES LABELS concurrency)
+
+# The out-of-memory tests reach the standard containers inside the library
+# through the configuration tests' refusing operator new.
+target_sources(kxsupt_test_ipc PRIVATE ${PROJECT_SOURCE_DIR}/tests/config/refusing_new.cpp)
