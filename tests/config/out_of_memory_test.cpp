@@ -98,7 +98,7 @@ TEST(ConfigOutOfMemory, refused_ini_reads_report_and_copy_the_default) {
   EXPECT_EQ(ReadFile(path), kIni);
 }
 
-TEST(ConfigOutOfMemory, refused_property_writes_keep_the_old_file_and_leave_nothing) {
+TEST(ConfigOutOfMemory, refused_property_writes_keep_the_file_and_reads_give_the_default) {
   kxtest::Sandbox sandbox;
   const std::string dir = sandbox.Path("prop"), path = dir + "/p.properties";
   std::filesystem::create_directory(dir);
@@ -112,6 +112,20 @@ TEST(ConfigOutOfMemory, refused_property_writes_keep_the_old_file_and_leave_noth
       });
   EXPECT_GT(needed, 0u);
   EXPECT_EQ(ReadFile(path), "# head\nport=8080\nname=second\n");
+
+  char value[32];
+  uint32_t size = 0;
+  WalkBudgets(
+      [&] {
+        size = sizeof value;
+        value[0] = '\0';
+        return SMPropertyFileReadValue("name", 13, value, &size, "none", 5, path.c_str(), 1);
+      },
+      [&](uint64_t budget) {
+        EXPECT_STREQ(value, "none") << budget;
+        EXPECT_EQ(size, 5u) << budget;
+      });
+  EXPECT_STREQ(value, "second");
 }
 
 TEST(ConfigOutOfMemory, refused_registry_lookups_leave_the_cache_to_be_rebuilt) {
