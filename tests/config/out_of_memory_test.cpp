@@ -9,6 +9,7 @@
 #include <kxsupt.h>
 
 #include <filesystem>
+#include <functional>
 #include <set>
 #include <string>
 
@@ -46,21 +47,32 @@ uint64_t WalkBudgets(Call call, Check check_refused) {
 const std::string kIni = "; head\n[a]\nx=1\n\n[b]\ny=2\nz=3\n";
 const std::string kProperties = "# head\nport=8080\nname=first\n";
 
-TEST(ConfigOutOfMemory, refused_ini_writes_keep_the_old_file_and_leave_nothing) {
-  kxtest::Sandbox sandbox;
-  const std::string dir = sandbox.Path("ini"), path = dir + "/w.ini";
+// Walks a write of `file` (holding `before`, beside one other file) through
+// the budgets: every refusal leaves `before` and nothing new beside it, and
+// the write that succeeds leaves `after`.
+void ExpectRefusedWritesKeepTheFile(const kxtest::Sandbox &sandbox, const std::string &file,
+                                    const std::string &before, const std::string &after,
+                                    const std::function<SMStatus(const char *path)> &write) {
+  const std::string dir = sandbox.Path("files"), path = dir + "/" + file;
   std::filesystem::create_directory(dir);
   WriteFile(dir + "/keep", "");
-  WriteFile(path, kIni);
+  WriteFile(path, before);
   const uint64_t needed = WalkBudgets(
-      [&] { return SMWriteINIPathFileValue("b", "y", 1, "22", 3, path.c_str(), 1); },
+      [&] { return write(path.c_str()); },
       [&](uint64_t budget) {
-        EXPECT_EQ(ReadFile(path), kIni) << budget;
-        EXPECT_EQ(DirectoryEntries(dir), (std::set<std::string>{"keep", "w.ini"})) << budget;
+        EXPECT_EQ(ReadFile(path), before) << budget;
+        EXPECT_EQ(DirectoryEntries(dir), (std::set<std::string>{"keep", file})) << budget;
       });
   EXPECT_GT(needed, 0u);
-  EXPECT_EQ(ReadFile(path), "; head\n[a]\nx=1\n\n[b]\ny=22\nz=3\n");
-  EXPECT_EQ(DirectoryEntries(dir), (std::set<std::string>{"keep", "w.ini"}));
+  EXPECT_EQ(ReadFile(path), after);
+  EXPECT_EQ(DirectoryEntries(dir), (std::set<std::string>{"keep", file}));
+}
+
+TEST(ConfigOutOfMemory, refused_ini_writes_keep_the_old_file_and_leave_nothing) {
+  kxtest::Sandbox sandbox;
+  ExpectRefusedWritesKeepTheFile(
+      sandbox, "w.ini", kIni, "; head\n[a]\nx=1\n\n[b]\ny=22\nz=3\n",
+      [](const char *path) { return SMWriteINIPathFileValue("b", "y", 1, "22", 3, path, 1); });
 }
 
 TEST(ConfigOutOfMemory, refused_ini_reads_report_and_copy_the_default) {
@@ -100,19 +112,11 @@ TEST(ConfigOutOfMemory, refused_ini_reads_report_and_copy_the_default) {
 
 TEST(ConfigOutOfMemory, refused_property_writes_keep_the_file_and_reads_give_the_default) {
   kxtest::Sandbox sandbox;
-  const std::string dir = sandbox.Path("prop"), path = dir + "/p.properties";
-  std::filesystem::create_directory(dir);
-  WriteFile(dir + "/keep", "");
-  WriteFile(path, kProperties);
-  const uint64_t needed = WalkBudgets(
-      [&] { return SMPropertyFileWriteValue("name", 13, "second", 7, path.c_str(), 1); },
-      [&](uint64_t budget) {
-        EXPECT_EQ(ReadFile(path), kProperties) << budget;
-        EXPECT_EQ(DirectoryEntries(dir), (std::set<std::string>{"keep", "p.properties"})) << budget;
-      });
-  EXPECT_GT(needed, 0u);
-  EXPECT_EQ(ReadFile(path), "# head\nport=8080\nname=second\n");
+  ExpectRefusedWritesKeepTheFile(
+      sandbox, "p.properties", kProperties, "# head\nport=8080\nname=second\n",
+      [](const char *path) { return SMPropertyFileWriteValue("name", 13, "second", 7, path, 1); });
 
+  const std::string path = sandbox.Path("files/p.properties");
   char value[32];
   uint32_t size = 0;
   WalkBudgets(
