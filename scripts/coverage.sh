@@ -24,7 +24,7 @@ filter="^($(IFS='|'; echo "${modules[*]}"))/"
 mkdir -p "$build/coverage"
 gcovr --root . --object-directory "$build" --filter "$filter" \
   --exclude-directories "$build/CMakeFiles/([0-9.]+|CMakeScratch|CMakeTmp)" \
-  --exclude-unreachable-branches --exclude-throw-branches \
+  --exclude-unreachable-branches --exclude-throw-branches --gcov-ignore-parse-errors \
   --json-summary "$build/coverage/summary.json" \
   --html-details "$build/coverage/index.html" >/dev/null
 
