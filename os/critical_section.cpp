@@ -12,6 +12,7 @@
 #include <new>
 
 #include "base/memory.h"
+#include "os/locked_table.h"
 #include "os/mutex_hold.h"
 
 namespace kx::os {
@@ -33,12 +34,6 @@ struct CriticalSectionTable {
 };
 
 std::atomic<CriticalSectionTable *> g_table{nullptr};
-
-// Ends a table made in a block of the library's allocation path.
-void DestroyTable(CriticalSectionTable *table) {
-  table->~CriticalSectionTable();
-  base::FreeMem(table);
-}
 
 // Finds or makes function's entry and counts the caller in. Null when the
 // entry cannot be made.
@@ -88,25 +83,13 @@ void CriticalSectionExecute(CriticalSectionFunction function, void *argument, ui
 }
 
 int CriticalSectionAttach() {
-  if (g_table.load(std::memory_order_acquire) != nullptr) return 1;
-  void *block = base::AllocMem(sizeof(CriticalSectionTable));
-  if (block == nullptr) return 0;
-  auto *table = new (block) CriticalSectionTable;
-  table->lock = MutexCreate(nullptr);
-  if (table->lock == nullptr) {
-    DestroyTable(table);
-    return 0;
-  }
-  g_table.store(table, std::memory_order_release);
-  return 1;
+  return AttachLockedTable(g_table);
 }
 
 void CriticalSectionDetach() {
-  CriticalSectionTable *table = g_table.exchange(nullptr, std::memory_order_acq_rel);
-  if (table == nullptr) return;
-  for (auto &[function, entry] : table->entries) pthread_mutex_destroy(&entry.lock);
-  MutexDestroy(table->lock);
-  DestroyTable(table);
+  DetachLockedTable(g_table, [](CriticalSectionTable &table) {
+    for (auto &[function, entry] : table.entries) pthread_mutex_destroy(&entry.lock);
+  });
 }
 
 int32_t CriticalSectionUsers(CriticalSectionFunction function) {

@@ -15,6 +15,7 @@
 #include <string_view>
 
 #include "base/memory.h"
+#include "os/locked_table.h"
 #include "os/mutex_hold.h"
 
 namespace kx::os {
@@ -47,12 +48,6 @@ struct SharedLibraryTable {
 };
 
 std::atomic<SharedLibraryTable *> g_table{nullptr};
-
-// Ends a table made in a block of the library's allocation path.
-void DestroyTable(SharedLibraryTable *table) {
-  table->~SharedLibraryTable();
-  base::FreeMem(table);
-}
 
 // Finds path's entry, loading the library and linking user as its first user
 // when there is none. Null when the library cannot be loaded or recorded.
@@ -169,25 +164,13 @@ Status FLibUnLoad(const char *user, const char *path) {
 }
 
 int FLibTableAttach() {
-  if (g_table.load(std::memory_order_acquire) != nullptr) return 1;
-  void *block = base::AllocMem(sizeof(SharedLibraryTable));
-  if (block == nullptr) return 0;
-  auto *table = new (block) SharedLibraryTable;
-  table->lock = MutexCreate(nullptr);
-  if (table->lock == nullptr) {
-    DestroyTable(table);
-    return 0;
-  }
-  g_table.store(table, std::memory_order_release);
-  return 1;
+  return AttachLockedTable(g_table);
 }
 
 void FLibTableDetach() {
-  SharedLibraryTable *table = g_table.exchange(nullptr, std::memory_order_acq_rel);
-  if (table == nullptr) return;
-  for (auto &[path, shared] : table->libraries) Release(shared);
-  MutexDestroy(table->lock);
-  DestroyTable(table);
+  DetachLockedTable(g_table, [](SharedLibraryTable &table) {
+    for (auto &[path, shared] : table.libraries) Release(shared);
+  });
 }
 
 int32_t FLibUserCount(const char *path) {

@@ -35,25 +35,11 @@ class BadValue : public std::runtime_error {
 
 // Exit status and message for a library status.
 int Report(SMStatus status, const std::string &what) {
-  switch (status) {
-    case SM_STATUS_FILE_OPEN_FAILED:
-      Complain(what + ": the file cannot be opened");
-      return kExitNotFound;
-    case SM_STATUS_END_OF_FILE:
-      Complain(what + ": no such section");
-      return kExitNotFound;
-    case SM_STATUS_ENTRY_NOT_FOUND:
-      Complain(what + ": no such key");
-      return kExitNotFound;
-    case SM_STATUS_NO_MEMORY:
-      Complain(what +
-               ": the file lock cannot be made (is there a product registry naming a "
-               "data directory? see KXSUPT_REGISTRY_FILE)");
-      return kExitBadInput;
-    default:
-      Complain(what + ": the library refused it with status " + std::to_string(status));
-      return kExitBadInput;
+  if (status == SM_STATUS_END_OF_FILE) {
+    Complain(what + ": no such section");
+    return kExitNotFound;
   }
+  return ReportConfigStatus(status, what, "no such key");
 }
 
 std::string Hex(const uint8_t *bytes, size_t size) {

@@ -23,22 +23,7 @@ constexpr uint32_t kWaitForLock = 1;
 
 // Exit status and message for a library status.
 int Report(SMStatus status, const std::string &what) {
-  switch (status) {
-    case SM_STATUS_FILE_OPEN_FAILED:
-      Complain(what + ": the file cannot be opened");
-      return kExitNotFound;
-    case SM_STATUS_ENTRY_NOT_FOUND:
-      Complain(what + ": no line answers this key");
-      return kExitNotFound;
-    case SM_STATUS_NO_MEMORY:
-      Complain(what +
-               ": the file lock cannot be made (is there a product registry naming a "
-               "data directory? see KXSUPT_REGISTRY_FILE)");
-      return kExitBadInput;
-    default:
-      Complain(what + ": the library refused it with status " + std::to_string(status));
-      return kExitBadInput;
-  }
+  return ReportConfigStatus(status, what, "no line answers this key");
 }
 
 // Reads the key's text, or the key list for a null key, growing the buffer

@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -50,5 +51,10 @@ struct CommandRegistration {
 
 // Prints "kxsupt: <message>" on standard error.
 void Complain(const std::string &message);
+
+// Exit status for a refused INI or property-file call, after complaining
+// about `what`: kExitNotFound for a file that cannot be opened or an absent
+// entry (described by `missing_entry`), kExitBadInput otherwise.
+int ReportConfigStatus(uint32_t status, const std::string &what, const char *missing_entry);
 
 }  // namespace kxtool

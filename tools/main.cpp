@@ -24,6 +24,25 @@ void Complain(const std::string &message) {
   std::cerr << "kxsupt: " << message << '\n';
 }
 
+int ReportConfigStatus(uint32_t status, const std::string &what, const char *missing_entry) {
+  switch (status) {
+    case SM_STATUS_FILE_OPEN_FAILED:
+      Complain(what + ": the file cannot be opened");
+      return kExitNotFound;
+    case SM_STATUS_ENTRY_NOT_FOUND:
+      Complain(what + ": " + missing_entry);
+      return kExitNotFound;
+    case SM_STATUS_NO_MEMORY:
+      Complain(what +
+               ": the file lock cannot be made (is there a product registry naming a "
+               "data directory? see KXSUPT_REGISTRY_FILE)");
+      return kExitBadInput;
+    default:
+      Complain(what + ": the library refused it with status " + std::to_string(status));
+      return kExitBadInput;
+  }
+}
+
 namespace {
 
 // The package version (the project's), set by the build.
